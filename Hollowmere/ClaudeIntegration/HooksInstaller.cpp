@@ -1,0 +1,311 @@
+// SPDX-License-Identifier: MIT
+#include "HooksInstaller.h"
+
+#include "SettingsFile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace HooksInstaller {
+namespace {
+
+using nlohmann::json;
+using SettingsFile::Contents;
+
+constexpr std::array<const char*, 3> hookEvents = {"PreToolUse", "Notification", "Stop"};
+constexpr char managedKey[] = "hollowmere-managed";
+
+// Only the JSON boolean true marks our entries; "true" or false belong to the user.
+bool isManaged(const json& entry) {
+    if (!entry.is_object())
+        return false;
+    const auto marker = entry.find(managedKey);
+    return marker != entry.end() && marker->is_boolean() && marker->get<bool>();
+}
+
+bool isMatching(const json& entry, const std::string& command) {
+    if (!isManaged(entry))
+        return false;
+    const auto hooks = entry.find("hooks");
+    if (hooks == entry.end() || !hooks->is_array() || hooks->empty() || !hooks->front().is_object())
+        return false;
+    const auto cmd = hooks->front().find("command");
+    return cmd != hooks->front().end() && cmd->is_string() && cmd->get<std::string>() == command;
+}
+
+json managedEntry(const std::string& command) {
+    json hook = json::object();
+    hook["type"] = "command";
+    hook["command"] = command;
+    json entry = json::object();
+    entry[managedKey] = true;
+    entry["hooks"] = json::array({hook});
+    return entry;
+}
+
+// The value under `key` when it has the wanted type; otherwise an empty one of that type.
+json member(const json& object, const char* key, json::value_t type) {
+    const auto it = object.find(key);
+    if (it != object.end() && it->type() == type)
+        return *it;
+    return type == json::value_t::array ? json::array() : json::object();
+}
+
+bool containsMatching(const json& list, const std::string& command) {
+    return std::any_of(list.begin(), list.end(),
+                       [&](const json& e) { return isMatching(e, command); });
+}
+
+json withoutManaged(const json& list) {
+    json kept = json::array();
+    for (const json& entry : list) {
+        if (!isManaged(entry))
+            kept.push_back(entry);
+    }
+    return kept;
+}
+
+void ensureParentDirectory(const QString& path) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+}
+
+} // namespace
+
+QString settingsPath() {
+    return QDir::homePath() + QStringLiteral("/.claude/settings.json");
+}
+
+QString backupURL() {
+    QString path = settingsPath();
+    path.chop(QStringLiteral("json").size());
+    return path + QStringLiteral("json.hollowmere-backup");
+}
+
+std::optional<QString> hookBinaryPath() {
+    QString dir;
+    if (QCoreApplication::instance()) {
+        dir = QCoreApplication::applicationDirPath();
+    } else {
+        // Before any application object exists; only the kernel knows where we were loaded from.
+        const QFileInfo self(QStringLiteral("/proc/self/exe"));
+        if (self.exists())
+            dir = QFileInfo(self.symLinkTarget()).absolutePath();
+    }
+    if (dir.isEmpty())
+        return std::nullopt;
+    const QFileInfo hook(QDir(dir).filePath(QStringLiteral("hollowmere-hook")));
+    if (!hook.isFile() || !hook.isExecutable())
+        return std::nullopt;
+    return hook.absoluteFilePath();
+}
+
+QString commandFor(const QString& hookPath) {
+    // Claude Code runs the command through sh: a path with spaces must be quoted to run at all.
+    const bool plain = std::all_of(hookPath.begin(), hookPath.end(), [](QChar c) {
+        return c.isLetterOrNumber() || QStringLiteral("/._-+@%:,=").contains(c);
+    });
+    if (plain && !hookPath.isEmpty())
+        return hookPath;
+    QString quoted = hookPath;
+    quoted.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
+}
+
+QString installIfNeeded() {
+    const auto hook = hookBinaryPath();
+    if (!hook)
+        return QStringLiteral("skip: hollowmere-hook not found next to app binary");
+
+    const QString path = settingsPath();
+    const Contents before = SettingsFile::read(path);
+    json root = before.root;
+    if (!before.parsed())
+        ensureParentDirectory(path);
+
+    const std::string command = commandFor(*hook).toStdString();
+    json hooks = member(root, "hooks", json::value_t::object);
+    bool allPresent = true;
+    for (const char* event : hookEvents) {
+        json list = member(hooks, event, json::value_t::array);
+        allPresent = allPresent && containsMatching(list, command);
+        // Drop every managed entry, stale paths included; the user's keep their order.
+        list = withoutManaged(list);
+        list.push_back(managedEntry(command));
+        hooks[event] = std::move(list);
+    }
+    if (allPresent)
+        return QStringLiteral("ok: hooks already installed");
+
+    const QString backup = backupURL();
+    if (!SettingsFile::refusal(path, before) && QFileInfo::exists(path) &&
+        !QFileInfo::exists(backup)) {
+        QFile::copy(path, backup); // the state before the first install; never overwritten
+    }
+    root["hooks"] = std::move(hooks);
+    if (const auto err = SettingsFile::write(path, before, root, backup)) {
+        const QString line = QStringLiteral("failed to write settings: ") + err->text;
+        qWarning("Hollowmere: %s", qPrintable(line));
+        return line;
+    }
+    return QStringLiteral("installed hooks → ") + *hook;
+}
+
+bool isInstalled() {
+    const auto hook = hookBinaryPath();
+    if (!hook)
+        return false;
+    const Contents settings = SettingsFile::read(settingsPath());
+    if (!settings.parsed())
+        return false;
+    const auto hooks = settings.root.find("hooks");
+    if (hooks == settings.root.end() || !hooks->is_object())
+        return false;
+    const std::string command = commandFor(*hook).toStdString();
+    return std::all_of(hookEvents.begin(), hookEvents.end(), [&](const char* event) {
+        const auto list = hooks->find(event);
+        return list != hooks->end() && list->is_array() && containsMatching(*list, command);
+    });
+}
+
+bool uninstall() {
+    const QString path = settingsPath();
+    const Contents before = SettingsFile::read(path);
+    if (!before.parsed())
+        return false;
+    json root = before.root;
+    const auto found = root.find("hooks");
+    if (found == root.end() || !found->is_object())
+        return false;
+    json hooks = *found;
+
+    bool changed = false;
+    for (const char* event : hookEvents) {
+        const auto list = hooks.find(event);
+        if (list == hooks.end() || !list->is_array())
+            continue;
+        json kept = withoutManaged(*list);
+        if (kept.size() == list->size())
+            continue;
+        changed = true;
+        if (kept.empty())
+            hooks.erase(list);
+        else
+            *list = std::move(kept);
+    }
+    if (!changed)
+        return false;
+    if (hooks.empty())
+        root.erase("hooks");
+    else
+        root["hooks"] = std::move(hooks);
+
+    if (const auto err = SettingsFile::write(path, before, root, backupURL())) {
+        qWarning("Hollowmere: could not remove hooks: %s", qPrintable(err->text));
+        return false;
+    }
+    return true;
+}
+
+bool restoreBackup() {
+    const QString backup = backupURL();
+    if (!QFileInfo::exists(backup))
+        return false;
+    const QString path = settingsPath();
+    auto failed = [](const QString& why) {
+        std::fprintf(stderr, "HooksInstaller.restoreBackup failed: %s\n", qPrintable(why));
+        return false;
+    };
+
+    // The file being replaced may hold edits made since; if it does not parse, nothing else
+    // would keep them.
+    if (SettingsFile::read(path).state == Contents::State::malformed &&
+        !SettingsFile::keepAside(path, backup)) {
+        return failed(QStringLiteral("no copy could be made of %1").arg(path));
+    }
+
+    const QString target = SettingsFile::resolvedTarget(path);
+    const QByteArray from = QFile::encodeName(backup);
+    if (::rename(from.constData(), QFile::encodeName(target).constData()) == 0)
+        return true;
+    if (errno != EXDEV)
+        return failed(QString::fromLocal8Bit(std::strerror(errno)));
+
+    // A settings file linked onto another file system: copy the bytes, then drop the backup.
+    QFile source(backup);
+    if (!source.open(QIODevice::ReadOnly))
+        return failed(source.errorString());
+    const QByteArray bytes = source.readAll();
+    if (const auto err = SettingsFile::replaceAtomically(path, bytes.toStdString()))
+        return failed(*err);
+    if (!QFile::remove(backup))
+        qWarning("Hollowmere: restored settings but could not remove %s", qPrintable(backup));
+    return true;
+}
+
+bool addAllowRule(const QString& pattern) {
+    const QString path = settingsPath();
+    const Contents before = SettingsFile::read(path);
+    json root = before.root;
+    json permissions = member(root, "permissions", json::value_t::object);
+    json allow = member(permissions, "allow", json::value_t::array);
+    const std::string wanted = pattern.toStdString();
+    if (std::find(allow.begin(), allow.end(), json(wanted)) != allow.end())
+        return false;
+
+    allow.push_back(wanted);
+    permissions["allow"] = std::move(allow);
+    root["permissions"] = std::move(permissions);
+    if (!before.parsed())
+        ensureParentDirectory(path);
+    if (const auto err = SettingsFile::write(path, before, root, backupURL())) {
+        qWarning("Hollowmere: could not add allow rule %s: %s", qPrintable(pattern),
+                 qPrintable(err->text));
+        // A failed write still counts as added: the caller's in-memory list holds the rule.
+        return !err->refused;
+    }
+    return true;
+}
+
+bool removeAllowRule(const QString& pattern) {
+    const QString path = settingsPath();
+    const Contents before = SettingsFile::read(path);
+    if (!before.parsed())
+        return false;
+    json root = before.root;
+    json permissions = member(root, "permissions", json::value_t::object);
+    json allow = member(permissions, "allow", json::value_t::array);
+    const auto first = std::find(allow.begin(), allow.end(), json(pattern.toStdString()));
+    if (first == allow.end())
+        return false;
+
+    allow.erase(first);
+    permissions["allow"] = std::move(allow);
+    root["permissions"] = std::move(permissions);
+    if (const auto err = SettingsFile::write(path, before, root, backupURL())) {
+        qWarning("Hollowmere: could not remove allow rule %s: %s", qPrintable(pattern),
+                 qPrintable(err->text));
+        return false;
+    }
+    return true;
+}
+
+QStringList currentAllowPatterns() {
+    const Contents settings = SettingsFile::read(settingsPath());
+    const json permissions = member(settings.root, "permissions", json::value_t::object);
+    QStringList patterns;
+    for (const json& rule : member(permissions, "allow", json::value_t::array)) {
+        if (rule.is_string())
+            patterns.append(QString::fromStdString(rule.get<std::string>()));
+    }
+    return patterns;
+}
+
+} // namespace HooksInstaller
