@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+// Process discovery against real process trees: copies of system binaries under the names a
+// terminal or `claude` would have, started in their own process groups in temporary directories.
+#include "Platform/ProcessTable.h"
+#include "Sessions/RunningClaude.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+// A pid far above any pid_max.
+constexpr int32_t absentPid = 0x7ffffff0;
+
+std::optional<RunningClaude> claudeIn(const QString& cwd) {
+    for (auto& claude : ClaudeProcesses::runningClaudes()) {
+        if (QString::fromStdString(claude.cwd) == cwd)
+            return claude;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+class ProcessDiscoveryTest : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::vector<std::unique_ptr<QProcess>> m_trees;
+    std::vector<pid_t> m_strays;
+
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+
+    void install(const QString& source, const QString& name) {
+        QDir().mkpath(QFileInfo(path(name)).path());
+        QVERIFY(QFile::copy(source, path(name)));
+        QVERIFY(QFile::setPermissions(path(name), QFile::ReadOwner | QFile::WriteOwner |
+                                                      QFile::ExeOwner | QFile::ExeOther));
+    }
+
+    QString workDir(const QString& name) const {
+        QDir().mkpath(path(name));
+        return QDir(path(name)).canonicalPath();
+    }
+
+    // `terminal` (a copy of the shell) starts `levels` nested neutral shells, the innermost of
+    // which becomes `program` in `cwd`. Returns the terminal's pid.
+    qint64 startTree(const QString& terminal, int levels, const QString& program,
+                     const QString& cwd) {
+        auto process = std::make_unique<QProcess>();
+        process->setProgram(path(terminal));
+        process->setArguments({"-c", QStringLiteral("'%1' %2 '%3' 300; exit $?")
+                                         .arg(path("chain.sh"))
+                                         .arg(levels)
+                                         .arg(program)});
+        process->setWorkingDirectory(cwd);
+        process->setChildProcessModifier([] { setpgid(0, 0); });
+        process->start();
+        bool started = process->waitForStarted();
+        qint64 pid = started ? process->processId() : 0;
+        m_trees.push_back(std::move(process));
+        return pid;
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        install("/bin/sleep", "claude");
+        install("/bin/sleep", "Claude/helper");
+        for (auto name : {"kitty", "ghostty", "myterm", "gnome-terminal-server"})
+            install("/bin/sh", name);
+        QFile chain(path("chain.sh"));
+        QVERIFY(chain.open(QIODevice::WriteOnly));
+        // Each level waits for the next, so none is replaced by exec until the last.
+        chain.write("#!/bin/sh\n"
+                    "n=$1; shift\n"
+                    "if [ \"$n\" -gt 0 ]; then \"$0\" $((n - 1)) \"$@\"; exit $?; fi\n"
+                    "exec \"$@\"\n");
+        chain.close();
+        QVERIFY(chain.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    }
+
+    void cleanup() {
+        for (auto& tree : m_trees) {
+            ::kill(-pid_t(tree->processId()), SIGKILL);
+            tree->waitForFinished();
+        }
+        m_trees.clear();
+        for (pid_t pid : m_strays)
+            ::kill(pid, SIGKILL);
+        m_strays.clear();
+    }
+
+    void processTableFacts() {
+        QString cwd = workDir("facts");
+        qint64 terminal = startTree("kitty", 0, path("claude"), cwd);
+        QVERIFY(terminal > 0);
+        const auto& table = ProcessTable::system();
+        QTRY_COMPARE(table.name(int32_t(terminal)), std::optional<std::string>("kitty"));
+        QCOMPARE(table.parentPid(int32_t(terminal)), std::optional<int32_t>(getpid()));
+        QCOMPARE(table.executablePath(int32_t(terminal)), path("kitty").toStdString());
+        QCOMPARE(table.currentDirectory(int32_t(terminal)), cwd.toStdString());
+        auto pids = table.pids();
+        QVERIFY(std::find(pids.begin(), pids.end(), getpid()) != pids.end());
+        QVERIFY(std::find(pids.begin(), pids.end(), int32_t(terminal)) != pids.end());
+
+        QCOMPARE(table.name(absentPid), std::nullopt);
+        QCOMPARE(table.parentPid(absentPid), std::nullopt);
+        QCOMPARE(table.executablePath(absentPid), std::nullopt);
+        QCOMPARE(table.currentDirectory(absentPid), std::nullopt);
+    }
+
+    void claudeInKnownTerminal() {
+        QString cwd = workDir("kitty-session");
+        qint64 terminal = startTree("kitty", 2, path("claude"), cwd);
+        QTRY_VERIFY(claudeIn(cwd));
+        auto claude = *claudeIn(cwd);
+        QCOMPARE(claude.terminalBundleId, std::optional<std::string>("net.kovidgoyal.kitty"));
+        QCOMPARE(claude.terminalPid, std::optional<int32_t>(int32_t(terminal)));
+        QVERIFY(ClaudeProcesses::runningClaudeCwds().count(cwd.toStdString()));
+
+        auto match = ClaudeProcesses::detectTerminal(claude.pid);
+        QCOMPARE(match.bundleId, claude.terminalBundleId);
+        QCOMPARE(match.pid, claude.terminalPid);
+        QCOMPARE(ClaudeProcesses::detectTerminal(absentPid).pid, std::nullopt);
+    }
+
+    void claudeInUnknownTerminal() {
+        QString cwd = workDir("unknown-terminal");
+        startTree("myterm", 1, path("claude"), cwd);
+        QTRY_VERIFY(claudeIn(cwd));
+        QCOMPARE(claudeIn(cwd)->terminalBundleId, std::nullopt);
+        QCOMPARE(claudeIn(cwd)->terminalPid, std::nullopt);
+    }
+
+    void longTerminalNameIsNotCut() {
+        // The kernel keeps 15 bytes of a name: "gnome-terminal-" must still be recognised.
+        QString cwd = workDir("gnome");
+        qint64 terminal = startTree("gnome-terminal-server", 1, path("claude"), cwd);
+        QTRY_VERIFY(claudeIn(cwd));
+        QCOMPARE(claudeIn(cwd)->terminalBundleId, std::optional<std::string>("org.gnome.Terminal"));
+        QCOMPARE(claudeIn(cwd)->terminalPid, std::optional<int32_t>(int32_t(terminal)));
+        QCOMPARE(ProcessTable::system().name(int32_t(terminal)),
+                 std::optional<std::string>("gnome-terminal-server"));
+    }
+
+    void ancestorLimit() {
+        // The terminal as the 10th ancestor is found, as the 11th it is not.
+        QString tenth = workDir("tenth");
+        QString eleventh = workDir("eleventh");
+        qint64 found = startTree("ghostty", 9, path("claude"), tenth);
+        startTree("ghostty", 10, path("claude"), eleventh);
+        QTRY_VERIFY(claudeIn(tenth) && claudeIn(eleventh));
+        QCOMPARE(claudeIn(tenth)->terminalBundleId,
+                 std::optional<std::string>("com.mitchellh.ghostty"));
+        QCOMPARE(claudeIn(tenth)->terminalPid, std::optional<int32_t>(int32_t(found)));
+        QCOMPARE(claudeIn(eleventh)->terminalBundleId, std::nullopt);
+        QCOMPARE(claudeIn(eleventh)->terminalPid, std::nullopt);
+    }
+
+    void claudeByExecutablePath() {
+        // Named "helper", but it runs from a directory called "Claude".
+        QString cwd = workDir("by-path");
+        startTree("kitty", 0, path("Claude/helper"), cwd);
+        QTRY_VERIFY(claudeIn(cwd));
+        QCOMPARE(claudeIn(cwd)->terminalBundleId,
+                 std::optional<std::string>("net.kovidgoyal.kitty"));
+    }
+
+    void adoptedClaudeIsIgnored() {
+        QString cwd = workDir("adopted");
+        QString visible = workDir("adopted-control");
+        QProcess shell;
+        shell.setWorkingDirectory(cwd);
+        shell.start(
+            "/bin/sh",
+            {"-c", QStringLiteral("'%1' 300 >/dev/null 2>&1 & echo $!").arg(path("claude"))});
+        QVERIFY(shell.waitForFinished());
+        pid_t orphan = pid_t(shell.readAllStandardOutput().trimmed().toInt());
+        QVERIFY(orphan > 0);
+        m_strays.push_back(orphan);
+        QTRY_VERIFY(ProcessTable::system().parentPid(orphan) != int32_t(shell.processId()));
+        if (ProcessTable::system().parentPid(orphan) != 1)
+            QSKIP("a subreaper, not pid 1, adopted the orphan here");
+        // A control claude started after it shows the walk has seen the orphan's era.
+        startTree("myterm", 0, path("claude"), visible);
+        QTRY_VERIFY(claudeIn(visible));
+        QVERIFY(!claudeIn(cwd));
+        QVERIFY(!ClaudeProcesses::runningClaudeCwds().count(cwd.toStdString()));
+    }
+
+    void terminalNames() {
+        QCOMPARE(ClaudeProcesses::terminalBundleId("WezTerm"),
+                 ClaudeProcesses::terminalBundleId("wezterm-gui"));
+        QCOMPARE(ClaudeProcesses::terminalBundleId("iTerm2"),
+                 std::optional<std::string>("com.googlecode.iterm2"));
+        QCOMPARE(ClaudeProcesses::terminalBundleId("Kitty"), std::nullopt);
+        QCOMPARE(ClaudeProcesses::terminalBundleId("bash"), std::nullopt);
+    }
+};
+
+QTEST_GUILESS_MAIN(ProcessDiscoveryTest)
+#include "tst_process_discovery.moc"
