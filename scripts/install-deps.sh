@@ -14,7 +14,7 @@ debian_packages=(
     qml6-module-qtqml-workerscript qml6-module-qttest qml6-module-qt5compat-graphicaleffects ccache
     libgl-dev libegl-dev libxkbcommon-dev libx11-dev libxtst-dev libxext-dev
     nlohmann-json3-dev libbenchmark-dev
-    libpulse-dev pulseaudio pulseaudio-utils
+    libpulse-dev pulseaudio pulseaudio-utils sound-theme-freedesktop
     dbus dbus-x11 python3-dbusmock python3-dbus python3-gi
     xvfb x11-utils xdotool tmux hyperfine iproute2 procps
     nodejs npm curl ca-certificates

@@ -20,6 +20,9 @@ struct PendingPrompt {
     QUuid id;
     HookEvent event;
     Respond respond;
+
+    // Two prompts are the same prompt; the callback is not comparable and need not be.
+    bool operator==(const PendingPrompt& o) const { return id == o.id && event == o.event; }
 };
 
 struct HistoryEntry {
@@ -28,6 +31,8 @@ struct HistoryEntry {
     HookEvent::Kind kind = HookEvent::Kind::notification;
     std::optional<QString> tool;
     QString summary;
+
+    bool operator==(const HistoryEntry&) const = default;
 };
 
 struct Status {
@@ -39,6 +44,8 @@ struct Status {
     static Status working() { return {Kind::working, std::nullopt}; }
     static Status waitingForUser(PendingPrompt p) { return {Kind::waitingForUser, std::move(p)}; }
     bool isWaiting() const { return kind == Kind::waitingForUser; }
+
+    bool operator==(const Status&) const = default;
 };
 
 struct Session {
@@ -58,6 +65,8 @@ struct Session {
     std::optional<QString> lastAssistantMessage;
     std::optional<QString> lastModel;
     std::vector<HistoryEntry> history; // oldest first, at most 20
+
+    bool operator==(const Session&) const = default;
 };
 
 // What the transcript scanner found for one live session.

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QPointer>
 
+#include <chrono>
+#include <deque>
 #include <functional>
 #include <map>
 #include <set>
@@ -13,16 +15,25 @@
 #include "RunningClaude.h"
 #include "Session.h"
 
+class QTimer;
+
 class SessionStore : public QObject {
     Q_OBJECT
 public:
     // Seams for tests: where the settings file is, what plays a sound, which cwds are alive.
+    // An empty member takes the default.
     struct Environment {
-        QString settingsPath;                                    // default ~/.claude/settings.json
-        std::function<void(const QString& name)> playSound;      // default: platform sound
+        QString settingsPath;                                     // default ~/.claude/settings.json
+        std::function<void(const QString& name)> playSound;       // default: platform sound
         std::function<std::set<std::string>()> runningClaudeCwds; // default: process table
         std::function<bool(const QString& pattern)> addAllowRule; // default: HooksInstaller
+        std::function<QDateTime()> now;                           // default: the system clock
+        std::chrono::milliseconds justFinishedFor{4000};          // how long a stop shows as done
     };
+
+    // Writes "Always" rules when no Environment says otherwise. Replaceable by whoever owns the
+    // settings file.
+    static std::function<bool(const QString& pattern)> defaultAddAllowRule;
 
     explicit SessionStore(QObject* parent = nullptr);
     SessionStore(Environment env, QObject* parent = nullptr);
@@ -46,7 +57,9 @@ public:
     std::vector<Session> allSorted() const;
 
     static std::vector<RunningClaude> runningClaudes() { return ClaudeProcesses::runningClaudes(); }
-    static std::set<std::string> runningClaudeCwds() { return ClaudeProcesses::runningClaudeCwds(); }
+    static std::set<std::string> runningClaudeCwds() {
+        return ClaudeProcesses::runningClaudeCwds();
+    }
     static TerminalMatch detectTerminal(int32_t claudePid) {
         return ClaudeProcesses::detectTerminal(claudePid);
     }
@@ -55,7 +68,24 @@ signals:
     void sessionsChanged();
 
 private:
+    bool matchesAllowRule(const HookEvent& event) const;
+    std::optional<QString> allowPattern(const HookEvent& event) const;
+    Session sessionOrNew(const QString& sessionId, const QString& cwd, const QDateTime& at) const;
+    // Stores `updated` under its id; returns whether anything changed.
+    bool store(Session updated);
+    void remove(const QString& sessionId);
+    void scheduleJustFinishedClear(const QString& sessionId);
+    void clearJustFinishedDue(const QString& sessionId);
+
+    // One single-shot per session. Each stop adds a deadline; the timer serves them in order, so
+    // a second stop within the period is cleared by the first stop's deadline.
+    struct JustFinishedClear {
+        QTimer* timer = nullptr; // owned by the store
+        std::deque<std::chrono::steady_clock::time_point> deadlines;
+    };
+
     Environment m_env;
     std::map<QString, Session> m_sessions;
     QStringList m_allowPatterns;
+    std::map<QString, JustFinishedClear> m_justFinishedClears;
 };

@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT
+// Permission requests against the allow list, and answering prompts.
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <nlohmann/json.hpp>
+
+#include "StoreFixture.h"
+
+namespace {
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(bytes);
+}
+
+} // namespace
+
+class TestAllowRules : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void bashProgramRule_data();
+    void bashProgramRule();
+    void bareToolRuleAndUnderstoodForms();
+    void alwaysOnBashAddsOneRuleAndApproves();
+    void alwaysOnEditApprovesWithoutRule();
+    void resolveAnswersOnlyWaitingSessions();
+    void newerRequestReplacesPromptUnanswered();
+    void reloadReadsTheSettingsFile();
+
+private:
+    QTemporaryDir m_dir;
+    QString m_settings;
+};
+
+void TestAllowRules::init() {
+    QVERIFY(m_dir.isValid());
+    m_settings = m_dir.filePath("settings.json");
+    QFile::remove(m_settings);
+}
+
+void TestAllowRules::bashProgramRule_data() {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<bool>("approved");
+    QTest::newRow("git status") << "git status" << true;
+    QTest::newRow("gitk") << "gitk" << false;
+    QTest::newRow("two leading spaces") << "  git log" << true;
+    QTest::newRow("sudo git push") << "sudo git push" << false;
+    QTest::newRow("only spaces") << "   " << false;
+    QTest::newRow("tab is not a separator") << "git\tstatus" << false;
+}
+
+void TestAllowRules::bashProgramRule() {
+    QFETCH(QString, command);
+    QFETCH(bool, approved);
+    writeFile(m_settings, R"j({"permissions":{"allow":["Bash(git:*)"]}})j");
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    store->reloadAllowPatterns();
+    QCOMPARE(store->allowPatterns(), QStringList{"Bash(git:*)"});
+
+    nlohmann::json input = {{"command", command.toStdString()}};
+    Answers answers;
+    store->handle(permissionRequest("s1", "Bash", input.dump()), answers.respond());
+    const Session* s = store->session("s1");
+    if (approved) {
+        QCOMPARE(answers.count(), size_t(1));
+        QVERIFY(answers.last() == HookDecision::Decision::approve);
+        QVERIFY(s->status.kind == Status::Kind::working);
+        QVERIFY(store->pending().empty());
+    } else {
+        QCOMPARE(answers.count(), size_t(0));
+        QVERIFY(s->status.isWaiting());
+        QCOMPARE(s->status.prompt->event.toolInput, std::optional<std::string>(input.dump()));
+    }
+}
+
+void TestAllowRules::bareToolRuleAndUnderstoodForms() {
+    writeFile(m_settings,
+              R"j({"permissions":{"allow":["Edit(src/*)","Read(:*)","Bash","WebFetch(git:*)"]}})j");
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    store->reloadAllowPatterns();
+    QCOMPARE(store->allowPatterns().size(), 4); // rules not understood are kept all the same
+
+    Answers bash;
+    store->handle(permissionRequest("s1", "Bash", "ls -la, not JSON at all"), bash.respond());
+    QCOMPARE(bash.count(), size_t(1));
+    QVERIFY(bash.last() == HookDecision::Decision::approve);
+
+    // Only "program:*" rules of Bash and bare names are understood.
+    for (const char* tool : {"Edit", "Read", "WebFetch"}) {
+        Answers other;
+        store->handle(
+            permissionRequest(tool, tool, R"j({"file_path":"src/a.cpp","command":"git"})j"),
+            other.respond());
+        QCOMPARE(other.count(), size_t(0));
+        QVERIFY2(store->session(tool)->status.isWaiting(), tool);
+    }
+    // No tool at all: nothing to match.
+    Answers none;
+    store->handle(hookEvent(HookEvent::Kind::permissionRequest, "s2"), none.respond());
+    QCOMPARE(none.count(), size_t(0));
+}
+
+void TestAllowRules::alwaysOnBashAddsOneRuleAndApproves() {
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    Answers first;
+    store->handle(permissionRequest("s1", "Bash", bashInput("  npm   test")), first.respond());
+    store->resolveAlways("s1");
+    QCOMPARE(fakes.rulesWritten, QStringList{"Bash(npm:*)"});
+    QCOMPARE(store->allowPatterns(), QStringList{"Bash(npm:*)"});
+    QCOMPARE(first.count(), size_t(1));
+    QCOMPARE(first.got->back(), (HookDecision{HookDecision::Decision::approve, {}, {}}));
+    QVERIFY(store->session("s1")->status.kind == Status::Kind::working);
+
+    // Asked again (another session asked before the rule existed): no duplicate in memory.
+    Answers second;
+    store->handle(permissionRequest("s2", "Bash", bashInput("npm ci")), second.respond());
+    QCOMPARE(second.count(), size_t(1)); // the new rule approves it at once
+    store->handle(permissionRequest("s3", "Bash", "not json"), nullptr);
+    store->resolveAlways("s3"); // no program: approves once, adds nothing
+    QCOMPARE(store->allowPatterns(), QStringList{"Bash(npm:*)"});
+    QCOMPARE(fakes.rulesWritten.size(), 1);
+}
+
+void TestAllowRules::alwaysOnEditApprovesWithoutRule() {
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    Answers answers;
+    store->handle(permissionRequest("s1", "Edit", R"j({"file_path":"/w/a.cpp"})j"),
+                  answers.respond());
+    store->resolveAlways("s1");
+    QVERIFY(fakes.rulesWritten.isEmpty());
+    QVERIFY(store->allowPatterns().isEmpty());
+    QCOMPARE(answers.count(), size_t(1));
+    QVERIFY(answers.last() == HookDecision::Decision::approve);
+    QVERIFY(store->session("s1")->status.kind == Status::Kind::working);
+    store->resolveAlways("s1"); // no longer waiting: nothing
+    QCOMPARE(answers.count(), size_t(1));
+}
+
+void TestAllowRules::resolveAnswersOnlyWaitingSessions() {
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    Answers idle;
+    store->handle(hookEvent(HookEvent::Kind::stop, "idle"), idle.respond());
+    QSignalSpy changed(store.get(), &SessionStore::sessionsChanged);
+    store->resolve("idle", HookDecision{HookDecision::Decision::approve, {}, {}});
+    store->resolve("unknown", HookDecision{HookDecision::Decision::approve, {}, {}});
+    store->resolveAlways("unknown");
+    QCOMPARE(idle.count(), size_t(1)); // only its own passthrough
+    QCOMPARE(changed.count(), 0);
+
+    Answers asked;
+    store->handle(permissionRequest("s1", "Bash", bashInput("make")), asked.respond());
+    const HookDecision denial{HookDecision::Decision::deny, "User denied", std::nullopt};
+    store->resolve("s1", denial);
+    QCOMPARE(asked.count(), size_t(1));
+    QCOMPARE(asked.got->back(), denial);
+    QVERIFY(store->session("s1")->status.kind == Status::Kind::working);
+    store->resolve("s1", denial);
+    QCOMPARE(asked.count(), size_t(1)); // answered exactly once
+
+    HookEvent picking = permissionRequest("s2", "AskUserQuestion", "{}");
+    picking.suggestions = std::vector<std::string>{"Yes", "No"};
+    Answers picked;
+    store->handle(picking, picked.respond());
+    store->resolve("s2", HookDecision{HookDecision::Decision::approve, std::nullopt, "No"});
+    QCOMPARE(picked.got->back().picked, std::optional<std::string>("No"));
+}
+
+void TestAllowRules::newerRequestReplacesPromptUnanswered() {
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    Answers older, newer;
+    store->handle(permissionRequest("s1", "Bash", bashInput("make a")), older.respond());
+    const QUuid firstPrompt = store->session("s1")->status.prompt->id;
+    store->handle(permissionRequest("s1", "Bash", bashInput("make b")), newer.respond());
+    QVERIFY(store->session("s1")->status.prompt->id != firstPrompt);
+    store->resolve("s1", HookDecision{HookDecision::Decision::approve, {}, {}});
+    QCOMPARE(older.count(), size_t(0)); // left to time out into passthrough
+    QCOMPARE(newer.count(), size_t(1));
+}
+
+void TestAllowRules::reloadReadsTheSettingsFile() {
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    store->reloadAllowPatterns(); // missing file
+    QVERIFY(store->allowPatterns().isEmpty());
+
+    writeFile(m_settings,
+              R"j({"hooks":{},"permissions":{"allow":["Read","Bash(git:*)"],"deny":[]}})j");
+    store->reloadAllowPatterns();
+    QCOMPARE(store->allowPatterns(), (QStringList{"Read", "Bash(git:*)"}));
+
+    const QByteArray broken[] = {
+        "{\"permissions\":{\"allow\":[\"Read\"]",    // truncated
+        "[\"Read\"]",                                // not an object
+        R"j({"permissions":["Read"]})j",             // permissions not an object
+        R"j({"permissions":{"allow":"Read"}})j",     // allow not an array
+        R"j({"permissions":{"allow":["Read",3]}})j", // not all strings
+        R"j({"allow":["Read"]})j",                   // wrong place
+        "",
+    };
+    for (const QByteArray& bytes : broken) {
+        writeFile(m_settings, R"j({"permissions":{"allow":["Read"]}})j");
+        store->reloadAllowPatterns();
+        QCOMPARE(store->allowPatterns().size(), 1);
+        writeFile(m_settings, bytes);
+        store->reloadAllowPatterns();
+        QVERIFY2(store->allowPatterns().isEmpty(), bytes.constData());
+    }
+
+    // A directory where the file should be is unreadable, not an error.
+    QFile::remove(m_settings);
+    QVERIFY(QDir().mkpath(m_settings));
+    store->reloadAllowPatterns();
+    QVERIFY(store->allowPatterns().isEmpty());
+    QVERIFY(QDir(m_settings).removeRecursively());
+}
+
+QTEST_GUILESS_MAIN(TestAllowRules)
+#include "tst_sessionstore_rules.moc"
