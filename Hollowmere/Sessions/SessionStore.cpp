@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "SessionStore.h"
 
-#include <QDir>
 #include <QTimer>
 
 #include <nlohmann/json.hpp>
@@ -11,6 +10,7 @@
 #include <cstdio>
 
 #include "AllowRules.h"
+#include "ClaudeIntegration/HooksInstaller.h"
 #include "Platform/Sounds.h"
 
 using nlohmann::json;
@@ -89,16 +89,13 @@ template <typename T> void copyIfPresent(std::optional<T>& into, const std::opti
 
 SessionStore::Environment withDefaults(SessionStore::Environment env) {
     if (env.settingsPath.isEmpty())
-        env.settingsPath = QDir::homePath() + QStringLiteral("/.claude/settings.json");
+        env.settingsPath = HooksInstaller::settingsPath();
     if (!env.playSound)
         env.playSound = Sounds::play;
     if (!env.runningClaudeCwds)
         env.runningClaudeCwds = ClaudeProcesses::runningClaudeCwds;
-    if (!env.addAllowRule) {
-        env.addAllowRule = [](const QString& pattern) {
-            return SessionStore::defaultAddAllowRule && SessionStore::defaultAddAllowRule(pattern);
-        };
-    }
+    if (!env.addAllowRule)
+        env.addAllowRule = HooksInstaller::addAllowRule;
     if (!env.now)
         env.now = [] { return QDateTime::currentDateTimeUtc(); };
     return env;
@@ -112,8 +109,6 @@ std::vector<Session> sortedNewestFirst(std::vector<Session> list,
 }
 
 } // namespace
-
-std::function<bool(const QString& pattern)> SessionStore::defaultAddAllowRule;
 
 SessionStore::SessionStore(QObject* parent) : SessionStore(Environment{}, parent) {}
 

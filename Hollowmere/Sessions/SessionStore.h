@@ -31,10 +31,6 @@ public:
         std::chrono::milliseconds justFinishedFor{4000};          // how long a stop shows as done
     };
 
-    // Writes "Always" rules when no Environment says otherwise. Replaceable by whoever owns the
-    // settings file.
-    static std::function<bool(const QString& pattern)> defaultAddAllowRule;
-
     explicit SessionStore(QObject* parent = nullptr);
     SessionStore(Environment env, QObject* parent = nullptr);
     ~SessionStore() override;

@@ -30,6 +30,7 @@ private slots:
     void resolveAnswersOnlyWaitingSessions();
     void newerRequestReplacesPromptUnanswered();
     void reloadReadsTheSettingsFile();
+    void defaultsUseTheUsersSettingsFile();
 
 private:
     QTemporaryDir m_dir;
@@ -222,6 +223,26 @@ void TestAllowRules::reloadReadsTheSettingsFile() {
     store->reloadAllowPatterns();
     QVERIFY(store->allowPatterns().isEmpty());
     QVERIFY(QDir(m_settings).removeRecursively());
+}
+
+void TestAllowRules::defaultsUseTheUsersSettingsFile() {
+    const QByteArray realHome = qgetenv("HOME");
+    qputenv("HOME", m_dir.path().toUtf8());
+    QVERIFY(QDir().mkpath(m_dir.filePath(".claude")));
+    writeFile(m_dir.filePath(".claude/settings.json"),
+              R"j({"model":"opus","permissions":{"allow":["Read"]}})j");
+    SessionStore store;
+    store.reloadAllowPatterns();
+    QCOMPARE(store.allowPatterns(), QStringList{"Read"});
+
+    Answers answers;
+    store.handle(permissionRequest("s1", "Bash", bashInput("cargo build")), answers.respond());
+    store.resolveAlways("s1");
+    QCOMPARE(answers.count(), size_t(1));
+    SessionStore fresh; // what the next start of the app reads
+    fresh.reloadAllowPatterns();
+    QCOMPARE(fresh.allowPatterns(), (QStringList{"Read", "Bash(cargo:*)"}));
+    qputenv("HOME", realHome);
 }
 
 QTEST_GUILESS_MAIN(TestAllowRules)
