@@ -1,0 +1,494 @@
+// SPDX-License-Identifier: MIT
+// The transcript reader: what it takes from each kind of line, how it survives bad input, and
+// that reading only what was appended always ends where a read of the whole file ends.
+#include <QtTest>
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <random>
+#include <set>
+#include <sys/stat.h>
+
+#include "ClaudeIntegration/TranscriptReader.h"
+
+using nlohmann::json;
+
+namespace QTest {
+template <> inline char* toString(const std::optional<QString>& s) {
+    return qstrdup(s ? ("\"" + s->toUtf8() + "\"").constData() : "(absent)");
+}
+} // namespace QTest
+
+namespace {
+
+std::string userPrompt(const std::string& text, const std::string& cwd = "/w") {
+    return json{{"type", "user"}, {"cwd", cwd}, {"message", {{"role", "user"}, {"content", text}}}}
+        .dump();
+}
+
+std::string userBlocks(json blocks) {
+    return json{
+        {"type", "user"}, {"cwd", "/w"}, {"message", {{"role", "user"}, {"content", blocks}}}}
+        .dump();
+}
+
+std::string toolResult(const std::string& id) {
+    return userBlocks(
+        json::array({{{"type", "tool_result"}, {"tool_use_id", id}, {"content", "ok"}}}));
+}
+
+std::string assistant(json blocks, json stopReason, const std::string& model = "claude-test") {
+    json message = {{"role", "assistant"}, {"model", model}, {"content", blocks}};
+    if (!stopReason.is_discarded())
+        message["stop_reason"] = stopReason;
+    return json{{"type", "assistant"}, {"cwd", "/w"}, {"message", message}}.dump();
+}
+
+std::string assistantText(const std::string& text, json stopReason = "end_turn") {
+    return assistant(json::array({{{"type", "text"}, {"text", text}}}), stopReason);
+}
+
+std::string toolUse(const std::string& id) {
+    return assistant(json::array({{{"type", "tool_use"}, {"id", id}, {"name", "Bash"}}}),
+                     "tool_use");
+}
+
+json missing() {
+    return json(json::value_t::discarded);
+}
+
+} // namespace
+
+class TestTranscriptReader : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { QVERIFY(m_dir.isValid()); }
+
+    void promptsAreStrippedTrimmedAndCut();
+    void assistantTextAndModel();
+    void turnCompleteRules();
+    void cwdComesFromMessageLines();
+    void badLinesAreSkippedNotFatal();
+    void specialFilesNeitherBlockNorCrash();
+    void overlongLinesAreSkippedWithBoundedMemory();
+    void readsOnlyWhatWasAppended();
+    void unfinishedLastLineWaits();
+    void startsOverWhenShrunkReplacedOrRewritten();
+    void incrementalEqualsWholeFileOnRandomTranscripts();
+
+private:
+    std::string path(const char* name) { return m_dir.filePath(name).toStdString(); }
+    static void write(const std::string& p, const std::string& bytes, bool append = false) {
+        std::ofstream out(p, std::ios::binary | (append ? std::ios::app : std::ios::trunc));
+        out << bytes;
+    }
+    static std::string lines(std::initializer_list<std::string> ls) {
+        std::string s;
+        for (const auto& l : ls)
+            s += l + "\n";
+        return s;
+    }
+    TranscriptFacts parse(const std::string& content) {
+        const std::string p = path("t.jsonl");
+        write(p, content);
+        return TranscriptReader::parseFile(p);
+    }
+
+    QTemporaryDir m_dir;
+};
+
+void TestTranscriptReader::promptsAreStrippedTrimmedAndCut() {
+    // Only a wrapper block: no prompt at all; wrappers across lines go, the rest stays.
+    QCOMPARE(TranscriptParse::promptText("<command-name>/clear</command-name>\n<x>a\nb</x>\n"),
+             std::nullopt);
+    QCOMPARE(TranscriptParse::promptText("<ctx>\nsecret\n</ctx>\n  fix the build  "),
+             QString("fix the build"));
+    QCOMPARE(TranscriptParse::promptText("a < b and c > d"), QString("a < b and c > d"));
+    QCOMPARE(TranscriptParse::promptText("   "), std::nullopt);
+
+    const std::string exact(240, 'x');
+    QCOMPARE(TranscriptParse::promptText(exact), QString::fromStdString(exact));
+    QCOMPARE(TranscriptParse::promptText(exact + "y"),
+             QString::fromStdString(exact) + QChar(0x2026));
+    // Characters, not bytes or UTF-16 units: 241 emoji keep 240 of them whole.
+    QString emoji;
+    for (int i = 0; i < 241; ++i)
+        emoji += QString::fromUtf8("\xF0\x9F\x98\x80");
+    auto cut = TranscriptParse::promptText(emoji.toStdString());
+    QVERIFY(cut);
+    QCOMPARE(cut->size(), 240 * 2 + 1);
+    QVERIFY(cut->endsWith(QChar(0x2026)));
+
+    // String content and text blocks are prompts; tool results and empty texts are not.
+    auto f = parse(lines({userPrompt("<system-reminder>r</system-reminder>"), userPrompt("first"),
+                          toolResult("t1"),
+                          userBlocks(json::array({{{"type", "text"}, {"text", "second"}},
+                                                  {{"type", "image"}},
+                                                  {{"type", "text"}, {"text", "third"}}})),
+                          userPrompt("<local-command-stdout>x</local-command-stdout>")}));
+    QCOMPARE(f.firstPrompt, QString("first"));
+    QCOMPARE(f.lastPrompt, QString("third"));
+    QCOMPARE(f.promptCount, 3);
+}
+
+void TestTranscriptReader::assistantTextAndModel() {
+    // Claude Code writes one line per block: a tool_use line keeps the text before it.
+    auto f = parse(lines({userPrompt("go"), assistantText("thinking aloud", "tool_use"),
+                          toolUse("t1"), toolResult("t1"),
+                          assistant(json::array({{{"type", "text"}, {"text", "one"}},
+                                                 {{"type", "text"}, {"text", "two"}}}),
+                                    "end_turn", "claude-final")}));
+    QCOMPARE(f.lastAssistant, QString("one\ntwo"));
+    QCOMPARE(f.lastAssistantModel, QString("claude-final"));
+
+    f = parse(lines({userPrompt("go"), assistantText("answer"), toolUse("t2")}));
+    QCOMPARE(f.lastAssistant, QString("answer"));
+
+    f = parse(lines({userPrompt("only a user")}));
+    QCOMPARE(f.lastAssistant, std::nullopt);
+    QCOMPARE(f.lastAssistantModel, std::nullopt);
+}
+
+void TestTranscriptReader::turnCompleteRules() {
+    const std::string system = R"({"type":"system","subtype":"x","cwd":"/w"})";
+    QCOMPARE(parse("").turnComplete, true);
+    QCOMPARE(parse(lines({system})).turnComplete, true);
+    QCOMPARE(parse(lines({userPrompt("hi")})).turnComplete, false);
+    for (const char* done : {"end_turn", "stop_sequence", "max_tokens"})
+        QCOMPARE(parse(lines({userPrompt("hi"), assistantText("ok", done)})).turnComplete, true);
+    QCOMPARE(parse(lines({userPrompt("hi"), assistantText("ok", "tool_use")})).turnComplete, false);
+    QCOMPARE(parse(lines({userPrompt("hi"), assistantText("ok", "pause_turn")})).turnComplete,
+             false);
+    QCOMPARE(parse(lines({userPrompt("hi"), assistantText("ok", missing())})).turnComplete, false);
+    QCOMPARE(parse(lines({userPrompt("hi"), assistantText("ok", nullptr)})).turnComplete, false);
+    // Lines that are not messages after the end do not reopen the turn.
+    QCOMPARE(parse(lines({userPrompt("hi"), assistantText("ok"), system})).turnComplete, true);
+    // A tool call still waiting for its result keeps the turn open even after "end_turn";
+    // its result closes it, wherever the ids are.
+    QCOMPARE(parse(lines({userPrompt("hi"), toolUse("a"), toolUse("b"), toolResult("a"),
+                          assistantText("done")}))
+                 .turnComplete,
+             false);
+    QCOMPARE(parse(lines({userPrompt("hi"), toolUse("a"), toolUse("b"), toolResult("b"),
+                          toolResult("a"), assistantText("done")}))
+                 .turnComplete,
+             true);
+    // A result for an unknown id is harmless.
+    QCOMPARE(parse(lines({toolResult("zz"), assistantText("done")})).turnComplete, true);
+}
+
+void TestTranscriptReader::cwdComesFromMessageLines() {
+    auto f =
+        parse(lines({userPrompt("a", "/one"), R"({"type":"system","cwd":"/elsewhere"})",
+                     userPrompt("b", "/two"), R"({"type":"user","message":{"content":"c"}})"}));
+    QCOMPARE(f.cwd, QString("/two"));
+    QCOMPARE(parse(lines({R"({"type":"system","cwd":"/x"})"})).cwd, std::nullopt);
+}
+
+void TestTranscriptReader::badLinesAreSkippedNotFatal() {
+    const std::string blob =
+        json{{"type", "api-request-blob"},
+             {"body",
+              json{{"type", "user"}, {"message", {{"content", "nested, not a prompt"}}}}.dump()},
+             {"nested", {{"type", "user"}, {"message", {{"content", "nor this"}}}}}}
+            .dump();
+    auto f = parse(lines(
+        {userPrompt("kept"), "{not json", R"({"type":"user","message":{"content":"tr)",
+         "\xff\xfe{\"type\":\"user\"}", "[1,2,3]", "\"type\"", "", "   ",
+         R"({"type":"user","message":{"content":"bad \xc3\x28 utf8"}})", blob,
+         R"({"type" : "assistant", "message" : {"content" : "spaced", "stop_reason" : "end_turn"}})",
+         R"({"type":"assistant","message":"not an object"})"
+         "\r"}));
+    QCOMPARE(f.firstPrompt, QString("kept"));
+    QCOMPARE(f.promptCount, 1);
+    QCOMPARE(f.lastAssistant, QString("spaced"));
+    QCOMPARE(f.turnComplete, false); // the last message line has no stop_reason
+}
+
+void TestTranscriptReader::specialFilesNeitherBlockNorCrash() {
+    const std::string fifo = path("fifo.jsonl");
+    QCOMPARE(::mkfifo(fifo.c_str(), 0600), 0);
+    TranscriptReader fromFifo(fifo);
+    QCOMPARE(fromFifo.update(), TranscriptReader::Outcome::unreadable);
+    QCOMPARE(fromFifo.facts(), TranscriptFacts());
+
+    QVERIFY(QDir(m_dir.path()).mkdir("dir.jsonl"));
+    QCOMPARE(TranscriptReader(path("dir.jsonl")).update(), TranscriptReader::Outcome::unreadable);
+
+    TranscriptReader gone(path("never-there.jsonl"));
+    QCOMPARE(gone.update(), TranscriptReader::Outcome::vanished);
+    QCOMPARE(gone.facts().turnComplete, true);
+
+    // Random bytes: whatever comes out, nothing is invented from them.
+    std::mt19937 rng(7);
+    std::string binary(3 << 20, '\0');
+    for (char& c : binary)
+        c = char(rng());
+    auto f = parse(binary);
+    QCOMPARE(f.promptCount, 0);
+    QCOMPARE(f.lastAssistant, std::nullopt);
+}
+
+void TestTranscriptReader::overlongLinesAreSkippedWithBoundedMemory() {
+    const std::string p = path("long.jsonl");
+    const std::string big(TranscriptReader::maxLineBytes + 10, 'a');
+    const std::string hugePrompt = userPrompt(big);
+    write(p, userPrompt("before") + "\n");
+    TranscriptReader reader(p);
+    reader.update();
+    // The over-long line arrives in pieces and without its end: it is dropped, not hoarded.
+    write(p, hugePrompt.substr(0, hugePrompt.size() / 2), true);
+    reader.update();
+    write(p, hugePrompt.substr(hugePrompt.size() / 2), true);
+    reader.update();
+    write(p, "\n" + userPrompt("after") + "\n", true);
+    reader.update();
+    QCOMPARE(reader.facts().promptCount, 2);
+    QCOMPARE(reader.facts().lastPrompt, QString("after"));
+    QCOMPARE(TranscriptReader::parseFile(p), reader.facts());
+}
+
+void TestTranscriptReader::readsOnlyWhatWasAppended() {
+    const std::string p = path("grow.jsonl");
+    write(p, lines({userPrompt("one"), toolUse("t")}));
+    TranscriptReader reader(p);
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::read);
+    const uint64_t first = reader.offset();
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::unchanged);
+
+    write(p, lines({toolResult("t"), assistantText("done")}), true);
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::read);
+    QVERIFY(reader.offset() > first);
+    QCOMPARE(reader.facts().turnComplete, true); // the tool_use id read earlier was remembered
+    QCOMPARE(reader.facts().firstPrompt, QString("one"));
+    QCOMPARE(reader.facts().lastAssistant, QString("done"));
+}
+
+void TestTranscriptReader::unfinishedLastLineWaits() {
+    const std::string p = path("partial.jsonl");
+    const std::string line = assistantText("complete answer");
+    write(p, userPrompt("q") + "\n" + line.substr(0, 20));
+    TranscriptReader reader(p);
+    reader.update();
+    QCOMPARE(reader.facts().lastAssistant, std::nullopt);
+    QCOMPARE(reader.facts().turnComplete, false);
+    write(p, line.substr(20), true);
+    reader.update();
+    // Whole but without its line feed: a finished file counts it, and it is not counted twice
+    // once the line feed and more lines arrive.
+    QCOMPARE(reader.facts().lastAssistant, QString("complete answer"));
+    QCOMPARE(reader.facts().turnComplete, true);
+    write(p, "\n" + userPrompt("next") + "\n", true);
+    reader.update();
+    QCOMPARE(reader.facts().promptCount, 2);
+    QCOMPARE(reader.facts().turnComplete, false);
+
+    // A partial line too big to keep is read again from its start when it completes.
+    const std::string bigLine = userPrompt(std::string(3 << 20, 'z') + " tail");
+    write(p, bigLine.substr(0, 2 << 20), true);
+    reader.update();
+    QVERIFY(qint64(reader.offset()) < QFileInfo(QString::fromStdString(p)).size());
+    write(p, bigLine.substr(2 << 20) + "\n", true);
+    reader.update();
+    QCOMPARE(reader.facts().promptCount, 3);
+    QCOMPARE(reader.facts(), TranscriptReader::parseFile(p));
+}
+
+void TestTranscriptReader::startsOverWhenShrunkReplacedOrRewritten() {
+    const std::string p = path("s.jsonl");
+    write(p, lines({userPrompt("old one"), userPrompt("old two")}));
+    TranscriptReader reader(p);
+    reader.update();
+
+    write(p, lines({userPrompt("new")})); // shorter
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
+    QCOMPARE(reader.facts().firstPrompt, QString("new"));
+    QCOMPARE(reader.facts().promptCount, 1);
+
+    // Same beginning length, different bytes, longer file: the first bytes give it away.
+    write(p, lines({userPrompt("NEW"), userPrompt("more")}));
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
+    QCOMPARE(reader.facts().firstPrompt, QString("NEW"));
+
+    // Replaced by another file with identical leading bytes: another inode.
+    const std::string other = path("other.jsonl");
+    write(other, lines({userPrompt("NEW"), userPrompt("more"), userPrompt("replaced")}));
+    QCOMPARE(::rename(other.c_str(), p.c_str()), 0);
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
+    QCOMPARE(reader.facts().promptCount, 3);
+    QCOMPARE(reader.facts().lastPrompt, QString("replaced"));
+
+    QVERIFY(QFile::remove(QString::fromStdString(p)));
+    QCOMPARE(reader.update(), TranscriptReader::Outcome::vanished);
+    QCOMPARE(reader.facts(), TranscriptFacts());
+}
+
+// An independent straightforward reading: every line decoded in full, no pre-filter, no state
+// carried between reads.
+static TranscriptFacts referenceParse(const std::string& content) {
+    TranscriptFacts f;
+    std::set<std::string> open;
+    bool saw = false, lastAssistant = false;
+    std::optional<std::string> stop;
+    std::size_t start = 0;
+    while (start < content.size()) {
+        std::size_t nl = content.find('\n', start);
+        const std::string line = content.substr(start, nl == std::string::npos ? nl : nl - start);
+        start = nl == std::string::npos ? content.size() : nl + 1;
+        json j = json::parse(line, nullptr, false);
+        if (j.is_discarded() || !j.is_object() || !j.contains("type") || !j["type"].is_string())
+            continue;
+        const std::string type = j["type"];
+        if (type != "user" && type != "assistant")
+            continue;
+        saw = true;
+        lastAssistant = type == "assistant";
+        stop.reset();
+        if (j.contains("cwd") && j["cwd"].is_string())
+            f.cwd = QString::fromStdString(j["cwd"]);
+        if (!j.contains("message") || !j["message"].is_object())
+            continue;
+        json m = j["message"];
+        if (lastAssistant && m.contains("stop_reason") && m["stop_reason"].is_string())
+            stop = m["stop_reason"].get<std::string>();
+        if (lastAssistant && m.contains("model") && m["model"].is_string())
+            f.lastAssistantModel = QString::fromStdString(m["model"]);
+        auto prompt = [&](const std::string& t) {
+            if (auto p = TranscriptParse::promptText(t)) {
+                if (!f.firstPrompt)
+                    f.firstPrompt = p;
+                f.lastPrompt = p;
+                ++f.promptCount;
+            }
+        };
+        json c = m.contains("content") ? m["content"] : json();
+        if (c.is_string()) {
+            if (!lastAssistant)
+                prompt(c);
+            else if (!c.get<std::string>().empty())
+                f.lastAssistant = QString::fromStdString(c);
+            continue;
+        }
+        QStringList texts;
+        for (const json& b : c.is_array() ? c : json::array()) {
+            if (!b.is_object() || !b.contains("type") || !b["type"].is_string())
+                continue;
+            const std::string bt = b["type"];
+            if (bt == "text" && b.contains("text") && b["text"].is_string()) {
+                if (!lastAssistant)
+                    prompt(b["text"]);
+                else if (!b["text"].get<std::string>().empty())
+                    texts << QString::fromStdString(b["text"]);
+            } else if (bt == "tool_use" && b.contains("id") && b["id"].is_string()) {
+                open.insert(b["id"].get<std::string>());
+            } else if (bt == "tool_result" && b.contains("tool_use_id") &&
+                       b["tool_use_id"].is_string()) {
+                open.erase(b["tool_use_id"].get<std::string>());
+            }
+        }
+        if (!texts.isEmpty())
+            f.lastAssistant = texts.join('\n');
+    }
+    if (!saw)
+        f.turnComplete = true;
+    else if (!lastAssistant || !stop)
+        f.turnComplete = false;
+    else
+        f.turnComplete = (*stop == "end_turn" || *stop == "stop_sequence" || *stop == "max_tokens")
+                             ? open.empty()
+                             : false;
+    return f;
+}
+
+static std::string randomLine(std::mt19937& rng, int& nextTool) {
+    auto pick = [&](int n) { return int(rng() % unsigned(n)); };
+    static const std::vector<std::string> words = {
+        "fix", "the", "<tag>wrapped\nblock</tag>", "ünïcödé", "😀", "build", "\"quoted\"", "a<b"};
+    auto text = [&] {
+        std::string t;
+        for (int i = pick(6); i >= 0; --i)
+            t += words[std::size_t(pick(int(words.size())))] + " ";
+        if (pick(10) == 0)
+            t += std::string(300, 'x');
+        return t;
+    };
+    const json stops[] = {"end_turn",   "tool_use", "stop_sequence", "max_tokens",
+                          "pause_turn", nullptr,    missing()};
+    auto tool = [&] { return "toolu_" + std::to_string(pick(nextTool + 1)); };
+    switch (pick(14)) {
+    case 0:
+        return userPrompt(text(), "/cwd/" + std::to_string(pick(3)));
+    case 1:
+        return userBlocks(json::array({{{"type", "text"}, {"text", text()}}}));
+    case 2:
+        return toolResult(tool());
+    case 3:
+        return assistantText(text(), stops[pick(7)]);
+    case 4:
+        return toolUse("toolu_" + std::to_string(++nextTool));
+    case 5:
+        return assistant(json::array({{{"type", "text"}, {"text", text()}},
+                                      {{"type", "tool_use"}, {"id", tool()}}}),
+                         stops[pick(7)], "model-" + std::to_string(pick(3)));
+    case 6:
+        return R"({"type":"system","cwd":"/sys","content":"x"})";
+    case 7:
+        return json{{"type", "api-request-blob"},
+                    {"body", userPrompt(text()) + assistantText("inner")},
+                    {"echo", json::parse(userPrompt("nested object"))}}
+            .dump();
+    case 8:
+        return "{\"type\":\"user\",\"message\":{\"content\":\"cut off";
+    case 9:
+        return "\xff\xfe\x00garbage";
+    case 10:
+        return "";
+    case 11:
+        return R"({ "type" : "user" , "message" : { "content" : "spaced prompt" } })";
+    case 12:
+        return userPrompt(text()) + "\r";
+    default:
+        return R"({"type":"attachment","attachment":{"type":"user"}})";
+    }
+}
+
+void TestTranscriptReader::incrementalEqualsWholeFileOnRandomTranscripts() {
+    std::mt19937 rng(20261122);
+    const std::string p = path("random.jsonl");
+    const std::string whole = path("whole.jsonl");
+    for (int round = 0; round < 300; ++round) {
+        int nextTool = 0;
+        std::string content;
+        for (int i = int(rng() % 40); i >= 0; --i)
+            content += randomLine(rng, nextTool) + (rng() % 25 == 0 ? "" : "\n");
+        write(p, "");
+        TranscriptReader reader(p);
+        std::size_t written = 0;
+        while (written < content.size()) {
+            const std::size_t cut =
+                std::min(content.size(), written + 1 + rng() % (content.size() / 3 + 1));
+            write(p, content.substr(written, cut - written), true);
+            written = cut;
+            reader.update();
+            const std::string prefix = content.substr(0, cut);
+            write(whole, prefix);
+            const TranscriptFacts expected = referenceParse(prefix);
+            if (reader.facts() != expected || TranscriptReader::parseFile(whole) != expected) {
+                qWarning("round %d, cut at %zu of %zu", round, cut, content.size());
+                QCOMPARE(TranscriptReader::parseFile(whole).lastPrompt, expected.lastPrompt);
+                QCOMPARE(reader.facts().firstPrompt, expected.firstPrompt);
+                QCOMPARE(reader.facts().lastPrompt, expected.lastPrompt);
+                QCOMPARE(reader.facts().promptCount, expected.promptCount);
+                QCOMPARE(reader.facts().lastAssistant, expected.lastAssistant);
+                QCOMPARE(reader.facts().lastAssistantModel, expected.lastAssistantModel);
+                QCOMPARE(reader.facts().cwd, expected.cwd);
+                QCOMPARE(reader.facts().turnComplete, expected.turnComplete);
+                QFAIL("facts differ");
+            }
+        }
+    }
+}
+
+QTEST_GUILESS_MAIN(TestTranscriptReader)
+#include "tst_sessionscanner_transcript.moc"
