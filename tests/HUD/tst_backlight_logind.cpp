@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// The brightness monitor over a sysfs backlight folder, writing through logind's
+// Session.SetBrightness served by python3-dbusmock (whose method writes the folder, as logind
+// would).
+#include "Daemons.h"
+#include "Fakes.h"
+#include "HUD/BrightnessMonitor.h"
+#include "HUD/MediaKeys.h"
+#include "HUD/SystemHUDSuppressor.h"
+#include "Platform/Linux/Backlight_linux.h"
+
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+
+namespace {
+
+void writeFile(const QString& path, const QByteArray& content) {
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(content);
+}
+
+QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll().trimmed() : QByteArray();
+}
+
+QDBusMessage callLogind(const QString& path, const QString& method, const QVariantList& args) {
+    auto message = QDBusMessage::createMethodCall("org.freedesktop.login1", path,
+                                                  "org.freedesktop.DBus.Mock", method);
+    message.setArguments(args);
+    return QDBusConnection::systemBus().call(message, QDBus::Block, 10000);
+}
+
+SystemDefinedEvent press(quint32 code) {
+    return MediaKeys::auxKeyEvent(code, MediaKeys::keyDownState);
+}
+
+} // namespace
+
+class TestBacklightLogind : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void picksFirmwareBeforeRaw();
+    void pollsNoiseFloorAndWritesThroughLogind();
+
+private:
+    QTemporaryDir m_sysfs;
+    QString m_level;
+    std::unique_ptr<Daemons::SystemBus> m_bus;
+    std::unique_ptr<Daemons::Process> m_mock;
+};
+
+void TestBacklightLogind::initTestCase() {
+    QVERIFY(m_sysfs.isValid());
+    for (const auto& [name, type, max, value] : {std::tuple{"0000:01:00.0-bl", "raw", "100", "40"},
+                                                 {"acpi_video0", "firmware", "10000", "5000"},
+                                                 {"intel_backlight", "raw", "96000", "9600"}}) {
+        QVERIFY(QDir(m_sysfs.path()).mkdir(name));
+        const QString dir = m_sysfs.path() + '/' + name;
+        writeFile(dir + "/type", QByteArray(type) + '\n');
+        writeFile(dir + "/max_brightness", QByteArray(max) + '\n');
+        writeFile(dir + "/brightness", QByteArray(value) + '\n');
+    }
+    m_level = m_sysfs.path() + "/acpi_video0/brightness";
+
+    m_bus = std::make_unique<Daemons::SystemBus>();
+    m_mock = Daemons::startMock("logind", "org.freedesktop.login1");
+    const auto added = callLogind("/org/freedesktop/login1", "AddSession",
+                                  {"auto", "seat0", uint(0), "root", true});
+    QCOMPARE(added.type(), QDBusMessage::ReplyMessage);
+    // The template's session has no SetBrightness; this one does what logind does with it.
+    const QString code =
+        QString("open('%1/' + args[1] + '/brightness', 'w').write('%d\\n' % args[2])")
+            .arg(m_sysfs.path());
+    const auto method =
+        callLogind("/org/freedesktop/login1/session/auto", "AddMethod",
+                   {"org.freedesktop.login1.Session", "SetBrightness", "ssu", "", code});
+    QVERIFY2(method.type() == QDBusMessage::ReplyMessage, qPrintable(method.errorMessage()));
+}
+
+void TestBacklightLogind::picksFirmwareBeforeRaw() {
+    SysfsBacklight light(m_sysfs.path());
+    QCOMPARE(light.deviceName(), QString("acpi_video0"));
+    QCOMPARE(light.brightness(), std::optional(0.5f));
+    SysfsBacklight none(m_sysfs.path() + "/missing");
+    QVERIFY(!none.brightness());
+    QVERIFY(!none.setBrightness(0.5f));
+}
+
+void TestBacklightLogind::pollsNoiseFloorAndWritesThroughLogind() {
+    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
+    BrightnessMonitor monitor(std::make_unique<SysfsBacklight>(m_sysfs.path()), &keys);
+    QCOMPARE(monitor.brightness(), 0.5f);
+    monitor.start();
+    QTRY_COMPARE_WITH_TIMEOUT(monitor.last(), 0.5f, Daemons::readyWaitMs);
+
+    QSignalSpy changes(&monitor, &BrightnessMonitor::brightnessChanged);
+    writeFile(m_level, "5050\n");
+    monitor.checkChange();
+    QCOMPARE(monitor.brightness(), 0.5f);
+    writeFile(m_level, "5051\n");
+    monitor.checkChange();
+    QCOMPARE(monitor.brightness(), 0.5051f);
+    QCOMPARE(changes.count(), 1);
+
+    // Someone else changes it: the poll notices by itself.
+    writeFile(m_level, "2500\n");
+    QTRY_COMPARE_WITH_TIMEOUT(monitor.brightness(), 0.25f, Daemons::readyWaitMs);
+
+    keys.handle(press(MediaKeys::brightnessUpCode));
+    QCOMPARE(monitor.brightness(), 0.3125f);
+    QTRY_COMPARE_WITH_TIMEOUT(readFile(m_level), QByteArray("3125"), Daemons::readyWaitMs);
+    keys.handle(press(MediaKeys::brightnessDownCode));
+    keys.handle(press(MediaKeys::brightnessDownCode));
+    QTRY_COMPARE_WITH_TIMEOUT(readFile(m_level), QByteArray("1875"), Daemons::readyWaitMs);
+    QCOMPARE(monitor.brightness(), 0.1875f);
+
+    writeFile(m_level, "9700\n");
+    QTRY_COMPARE_WITH_TIMEOUT(monitor.brightness(), 0.97f, Daemons::readyWaitMs);
+    keys.handle(press(MediaKeys::brightnessUpCode));
+    QTRY_COMPARE_WITH_TIMEOUT(readFile(m_level), QByteArray("10000"), Daemons::readyWaitMs);
+    QCOMPARE(monitor.brightness(), 1.0f);
+}
+
+int main(int argc, char** argv) {
+    Daemons::isolate(argv);
+    QCoreApplication app(argc, argv);
+    TestBacklightLogind test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_backlight_logind.moc"

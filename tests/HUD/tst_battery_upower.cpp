@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// The battery monitor against UPower's D-Bus interface, served by python3-dbusmock.
+#include "Daemons.h"
+#include "HUD/BatteryMonitor.h"
+
+#include <QDBusMessage>
+#include <QDBusVariant>
+
+namespace {
+
+const QString upower = "org.freedesktop.UPower";
+const QString manager = "/org/freedesktop/UPower";
+const QString display = "/org/freedesktop/UPower/devices/DisplayDevice";
+constexpr uint charging = 1, discharging = 2;
+
+bool callMock(const QString& path, const QString& interface, const QString& method,
+              const QVariantList& args) {
+    auto message = QDBusMessage::createMethodCall(upower, path, interface, method);
+    message.setArguments(args);
+    const auto reply = QDBusConnection::systemBus().call(message, QDBus::Block, 10000);
+    if (reply.type() == QDBusMessage::ErrorMessage)
+        qWarning() << reply.errorMessage();
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+bool setProperty(const QString& path, const QString& interface, const QString& name,
+                 const QVariant& value) {
+    return callMock(path, "org.freedesktop.DBus.Properties", "Set",
+                    {interface, name, QVariant::fromValue(QDBusVariant(value))});
+}
+
+bool setOnBattery(bool onBattery) {
+    return setProperty(manager, upower, "OnBattery", onBattery);
+}
+bool setDevice(const QString& name, const QVariant& value) {
+    return setProperty(display, "org.freedesktop.UPower.Device", name, value);
+}
+
+bool setupBattery(double percentage, uint state) {
+    return callMock(manager, "org.freedesktop.DBus.Mock", "SetupDisplayDevice",
+                    {uint(2), state, percentage, 30.0, 60.0, 10.0, qlonglong(3600), qlonglong(0),
+                     true, QString("battery-good-symbolic"), uint(1)});
+}
+
+using Kind = BatteryMonitor::Event::Kind;
+
+} // namespace
+
+class TestBatteryUPower : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void unplugThresholdsAndPlugBack();
+    void startAtEightPercentWaitsForTheNextChange();
+    void noBatteryChangesNothing();
+
+private:
+    std::unique_ptr<Daemons::SystemBus> m_bus;
+    std::unique_ptr<Daemons::Process> m_mock;
+};
+
+void TestBatteryUPower::initTestCase() {
+    m_bus = std::make_unique<Daemons::SystemBus>();
+    QVERIFY(!m_bus->address().isEmpty());
+    m_mock = Daemons::startMock("upower", upower);
+    QVERIFY(QDBusConnection::systemBus().interface()->isServiceRegistered(upower).value());
+}
+
+void TestBatteryUPower::unplugThresholdsAndPlugBack() {
+    QVERIFY(setOnBattery(false));
+    QVERIFY(setupBattery(50.0, charging));
+
+    BatteryMonitor battery;
+    std::vector<BatteryMonitor::Event> events;
+    battery.onEvent = [&](const BatteryMonitor::Event& e) { events.push_back(e); };
+    battery.start();
+    QCOMPARE(battery.percentage(), 50);
+    QVERIFY(battery.isPluggedIn());
+    QVERIFY(battery.isCharging());
+    QVERIFY(events.empty());
+
+    QVERIFY(setOnBattery(true));
+    QTRY_VERIFY_WITH_TIMEOUT(!battery.isPluggedIn(), Daemons::readyWaitMs);
+    QVERIFY(setDevice("State", discharging));
+    QTRY_VERIFY_WITH_TIMEOUT(!battery.isCharging(), Daemons::readyWaitMs);
+    QCOMPARE(events.size(), size_t(1));
+    QCOMPARE(events[0].kind, Kind::unplugged);
+
+    QVERIFY(setDevice("Percentage", 19.0));
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(2), Daemons::readyWaitMs);
+    QCOMPARE(events[1].kind, Kind::low);
+    QCOMPARE(events[1].level, 19);
+    // Still under 20 but above 10: nothing more this discharge.
+    QVERIFY(setDevice("Percentage", 12.0));
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 12, Daemons::readyWaitMs);
+    QVERIFY(setDevice("Percentage", 19.5));
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 19, Daemons::readyWaitMs);
+    QCOMPARE(events.size(), size_t(2));
+    QVERIFY(setDevice("Percentage", 9.99));
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(3), Daemons::readyWaitMs);
+    QCOMPARE(battery.percentage(), 9);
+    QCOMPARE(events[2].level, 9);
+
+    QVERIFY(setOnBattery(false));
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(4), Daemons::readyWaitMs);
+    QCOMPARE(events[3].kind, Kind::plugged);
+    QVERIFY(battery.isPluggedIn());
+    // A new discharge reports its thresholds again.
+    QVERIFY(setOnBattery(true));
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(6), Daemons::readyWaitMs);
+    QCOMPARE(events[4].kind, Kind::unplugged);
+    QCOMPARE(events[5].kind, Kind::low);
+}
+
+void TestBatteryUPower::startAtEightPercentWaitsForTheNextChange() {
+    QVERIFY(setOnBattery(true));
+    QVERIFY(setupBattery(8.0, discharging));
+
+    BatteryMonitor battery;
+    std::vector<BatteryMonitor::Event> events;
+    battery.onEvent = [&](const BatteryMonitor::Event& e) { events.push_back(e); };
+    battery.start();
+    QCOMPARE(battery.percentage(), 8);
+    QVERIFY(!battery.isPluggedIn());
+    QVERIFY(events.empty());
+
+    QVERIFY(setDevice("Percentage", 7.9));
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(1), Daemons::readyWaitMs);
+    QCOMPARE(events[0].kind, Kind::low);
+    QCOMPARE(events[0].level, 7);
+    QVERIFY(setDevice("Percentage", 6.0));
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 6, Daemons::readyWaitMs);
+    QCOMPARE(events.size(), size_t(1));
+}
+
+void TestBatteryUPower::noBatteryChangesNothing() {
+    QVERIFY(setupBattery(40.0, discharging));
+    QVERIFY(setDevice("IsPresent", false));
+    BatteryMonitor battery;
+    battery.start();
+    QCOMPARE(battery.percentage(), 100);
+    QVERIFY(!battery.isPluggedIn());
+}
+
+int main(int argc, char** argv) {
+    Daemons::isolate(argv);
+    QCoreApplication app(argc, argv);
+    TestBatteryUPower test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_battery_upower.moc"
