@@ -1,0 +1,367 @@
+// SPDX-License-Identifier: MIT
+// hollowmere-hook as Claude Code runs it: a real process with hook input on stdin, against a
+// real socket server at the real path (this test runs with a private /tmp).
+#include "FakeApp.h"
+
+#include "Protocol.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <nlohmann/json.hpp>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using nlohmann::json;
+
+namespace {
+
+struct HookRun {
+    QByteArray output;
+    QByteArray errors;
+    bool finishedCleanly = false;
+    qint64 elapsedMs = 0;
+};
+
+QString hookPath() {
+    return qEnvironmentVariable("HOLLOWMERE_BIN_DIR") + "/hollowmere-hook";
+}
+
+json preToolUse(json toolInput = {{"command", "ls -la"}, {"description", "List files"}},
+                std::string tool = "Bash") {
+    return {{"session_id", "session-1"},       {"transcript_path", "/nowhere/session-1.jsonl"},
+            {"cwd", "/work/project"},          {"permission_mode", "default"},
+            {"hook_event_name", "PreToolUse"}, {"tool_name", tool},
+            {"tool_input", toolInput},         {"tool_use_id", "toolu_1"}};
+}
+
+// Runs `program` (the hook unless told otherwise) with `input` on stdin and waits for it.
+HookRun runHook(const QByteArray& input, const QString& program = hookPath(),
+                const QStringList& arguments = {},
+                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    QElapsedTimer timer;
+    timer.start();
+    process.start(program, arguments);
+    HookRun run;
+    if (!process.waitForStarted())
+        return run;
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(90'000);
+    run.elapsedMs = timer.elapsed();
+    run.output = process.readAllStandardOutput();
+    run.errors = process.readAllStandardError();
+    run.finishedCleanly = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    return run;
+}
+
+// nlohmann::json has no printer Qt Test knows of.
+#define COMPARE_JSON(actual, expected)                                                             \
+    QVERIFY2((actual) == (expected),                                                               \
+             qPrintable(QString::fromStdString((actual).dump() + " != " + (expected).dump())))
+
+json parsed(const QByteArray& output) {
+    return json::parse(output.toStdString(), nullptr, false);
+}
+
+json preToolUseAnswer(const char* decision, const char* reason) {
+    return {{"hookSpecificOutput",
+             {{"hookEventName", "PreToolUse"},
+              {"permissionDecision", decision},
+              {"permissionDecisionReason", reason}}}};
+}
+
+} // namespace
+
+class HookTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        QVERIFY2(qEnvironmentVariable("HOLLOWMERE_ISOLATED") == "1",
+                 "run under tests/support/isolated.sh: this test owns /tmp/hollowmere.sock");
+        QVERIFY(QFile::exists(hookPath()));
+    }
+
+    void translatesDecisions_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QByteArray>("expected"); // JSON, or empty for no opinion
+
+        auto expect = [](const char* decision, const char* reason) {
+            return QByteArray::fromStdString(preToolUseAnswer(decision, reason).dump());
+        };
+        QTest::newRow("approve") << QByteArray("{\"decision\":\"approve\"}\n")
+                                 << expect("allow", "Approved in Hollowmere");
+        QTest::newRow("deny with reason")
+            << QByteArray("{\"decision\":\"deny\",\"reason\":\"User denied\"}\n")
+            << expect("deny", "User denied");
+        QTest::newRow("deny without reason")
+            << QByteArray("{\"decision\":\"deny\"}\n") << expect("deny", "Denied in Hollowmere");
+        QTest::newRow("answer ended by closing") << QByteArray("{\"decision\":\"approve\"}")
+                                                 << expect("allow", "Approved in Hollowmere");
+        QTest::newRow("passthrough")
+            << QByteArray("{\"decision\":\"passthrough\"}\n") << QByteArray();
+        QTest::newRow("unknown decision")
+            << QByteArray("{\"decision\":\"allow\"}\n") << QByteArray();
+        QTest::newRow("garbage") << QByteArray("approve\n") << QByteArray();
+        QTest::newRow("empty line") << QByteArray("\n") << QByteArray();
+        QTest::newRow("binary") << QByteArray("\xff\xfe\x00{}", 5) << QByteArray();
+    }
+
+    void translatesDecisions() {
+        QFETCH(QByteArray, answer);
+        QFETCH(QByteArray, expected);
+        FakeApp app(socketPath);
+        QVERIFY(app.listening());
+        app.answerWith(answer.toStdString());
+
+        double before = nowSinceReferenceDate();
+        auto run = runHook(QByteArray::fromStdString(preToolUse().dump()));
+        double after = nowSinceReferenceDate();
+        QVERIFY(run.finishedCleanly);
+        if (expected.isEmpty())
+            QCOMPARE(run.output, QByteArray());
+        else
+            COMPARE_JSON(parsed(run.output), parsed(expected));
+
+        // What the app was told.
+        QCOMPARE(app.requests().size(), size_t(1));
+        auto event = HookEvent::decode(app.requests().front());
+        QVERIFY(event);
+        QVERIFY(event->kind == HookEvent::Kind::permissionRequest);
+        QCOMPARE(event->sessionId, "session-1");
+        QCOMPARE(event->cwd, "/work/project");
+        QCOMPARE(event->tool, std::optional<std::string>("Bash"));
+        COMPARE_JSON(parsed(QByteArray::fromStdString(event->toolInput.value_or(""))),
+                     preToolUse()["tool_input"]);
+        QVERIFY(event->toolInput->find('\n') == std::string::npos);
+        QVERIFY(event->timestamp >= before - 1 && event->timestamp <= after + 1);
+        QCOMPARE(event->suggestions, std::nullopt);
+        QCOMPARE(event->message, std::nullopt);
+    }
+
+    void otherEventsAreForwardedAndNeverAnswered() {
+        FakeApp app(socketPath);
+        app.answerWith("{\"decision\":\"approve\"}\n");
+        json notification = {{"session_id", "session-2"},
+                             {"cwd", "/work/other"},
+                             {"hook_event_name", "Notification"},
+                             {"message", "Claude needs your permission"},
+                             {"notification_type", "permission_prompt"}};
+        json stop = {{"session_id", "session-2"},
+                     {"cwd", "/work/other"},
+                     {"hook_event_name", "Stop"},
+                     {"stop_hook_active", false}};
+        auto first = runHook(QByteArray::fromStdString(notification.dump()));
+        auto second = runHook(QByteArray::fromStdString(stop.dump()));
+        QVERIFY(first.finishedCleanly && second.finishedCleanly);
+        QCOMPARE(first.output, QByteArray());
+        QCOMPARE(second.output, QByteArray());
+
+        QCOMPARE(app.requests().size(), size_t(2));
+        auto forwarded = HookEvent::decode(app.requests()[0]);
+        QVERIFY(forwarded);
+        QVERIFY(forwarded->kind == HookEvent::Kind::notification);
+        QCOMPARE(forwarded->message, std::optional<std::string>("Claude needs your permission"));
+        QCOMPARE(forwarded->tool, std::nullopt);
+        auto stopped = HookEvent::decode(app.requests()[1]);
+        QVERIFY(stopped);
+        QVERIFY(stopped->kind == HookEvent::Kind::stop);
+        QCOMPARE(stopped->sessionId, "session-2");
+    }
+
+    void questionChoicesAndPickedAnswer() {
+        FakeApp app(socketPath);
+        app.answerWith("{\"decision\":\"approve\",\"picked\":\"Blue\"}\n");
+        json question = {{"question", "Which colour?"},
+                         {"header", "Colour"},
+                         {"multiSelect", false},
+                         {"options",
+                          {{{"label", "Red"}, {"description", "warm"}},
+                           {{"label", "Blue"}, {"description", "cool"}}}}};
+        json input = {{"questions", {question}}};
+        auto run = runHook(QByteArray::fromStdString(preToolUse(input, "AskUserQuestion").dump()));
+        QVERIFY(run.finishedCleanly);
+
+        auto event = HookEvent::decode(app.requests().at(0));
+        QVERIFY(event);
+        QCOMPARE(event->suggestions, (std::vector<std::string>{"Red", "Blue"}));
+        json expected = preToolUseAnswer("allow", "Approved in Hollowmere");
+        json updated = input;
+        updated["answers"] = {{"Which colour?", "Blue"}};
+        expected["hookSpecificOutput"]["updatedInput"] = updated;
+        COMPARE_JSON(parsed(run.output), expected);
+    }
+
+    void reportsItsClaudeAndTerminal() {
+        // kitty (a shell under that name) runs claude (another one), which runs the hook the way
+        // Claude Code does, through a shell.
+        QTemporaryDir dir;
+        for (auto name : {"kitty", "claude"}) {
+            QVERIFY(QFile::copy("/bin/sh", dir.filePath(name)));
+            QVERIFY(QFile::setPermissions(dir.filePath(name), QFile::ReadOwner | QFile::ExeOwner));
+        }
+        FakeApp app(socketPath);
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("CLAUDE", dir.filePath("claude"));
+        environment.insert("HOOK", hookPath());
+        environment.insert("ITERM_SESSION_ID", "w0t1p0:8A2C1E4F-0000-4000-8000-000000000001");
+        auto run = runHook(QByteArray::fromStdString(preToolUse().dump()), dir.filePath("kitty"),
+                           {"-c", "\"$CLAUDE\" -c 'echo $$ >&2; sh -c \"$HOOK\"; exit $?'; "
+                                  "echo $$ >&2; exit $?"},
+                           environment);
+        QVERIFY(run.finishedCleanly);
+        auto pids = run.errors.trimmed().split('\n');
+        QCOMPARE(pids.size(), 2);
+
+        auto event = HookEvent::decode(app.requests().at(0));
+        QVERIFY(event);
+        QCOMPARE(event->claudePid, std::optional<int32_t>(pids[0].toInt()));
+        QCOMPARE(event->terminalBundleId, std::optional<std::string>("net.kovidgoyal.kitty"));
+        QCOMPARE(event->terminalPid, std::optional<int32_t>(pids[1].toInt()));
+        QCOMPARE(event->iTermSessionId,
+                 std::optional<std::string>("w0t1p0:8A2C1E4F-0000-4000-8000-000000000001"));
+    }
+
+    void bigToolInput() {
+        FakeApp app(socketPath);
+        app.answerWith("{\"decision\":\"approve\"}\n");
+        json input = {{"file_path", "/work/project/big.txt"},
+                      {"content", std::string(1024 * 1024, 'x') + "\n\"end\""}};
+        auto run = runHook(QByteArray::fromStdString(preToolUse(input, "Write").dump()));
+        QVERIFY(run.finishedCleanly);
+        COMPARE_JSON(parsed(run.output), preToolUseAnswer("allow", "Approved in Hollowmere"));
+        auto event = HookEvent::decode(app.requests().at(0));
+        QVERIFY(event);
+        COMPARE_JSON(parsed(QByteArray::fromStdString(*event->toolInput)), input);
+    }
+
+    void inputWithoutOpinion_data() {
+        QTest::addColumn<QByteArray>("input");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("garbage") << QByteArray("PreToolUse please\n");
+        QTest::newRow("truncated") << QByteArray::fromStdString(preToolUse().dump()).chopped(5);
+        QTest::newRow("array") << QByteArray("[1,2,3]");
+        QTest::newRow("unknown hook") << QByteArray::fromStdString(
+            json{{"session_id", "s"}, {"cwd", "/"}, {"hook_event_name", "SessionStart"}}.dump());
+        QTest::newRow("no session") << QByteArray::fromStdString(
+            json{{"cwd", "/"}, {"hook_event_name", "PreToolUse"}, {"tool_name", "Bash"}}.dump());
+    }
+
+    void inputWithoutOpinion() {
+        QFETCH(QByteArray, input);
+        FakeApp app(socketPath);
+        app.answerWith("{\"decision\":\"approve\"}\n");
+        auto run = runHook(input);
+        QVERIFY(run.finishedCleanly);
+        QCOMPARE(run.output, QByteArray());
+        QCOMPARE(app.connections(), 0);
+    }
+
+    void noAppMeansNoOpinion() {
+        auto input = QByteArray::fromStdString(preToolUse().dump());
+        ::unlink(socketPath);
+        auto missing = runHook(input);
+        QVERIFY(missing.finishedCleanly);
+        QCOMPARE(missing.output, QByteArray());
+
+        {
+            // A socket file left behind by an app that is gone.
+            int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            sockaddr_un address{};
+            address.sun_family = AF_UNIX;
+            std::strcpy(address.sun_path, socketPath);
+            QCOMPARE(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+            ::close(fd);
+        }
+        QVERIFY(QFile::exists(socketPath));
+        auto stale = runHook(input);
+        QVERIFY(stale.finishedCleanly);
+        QCOMPARE(stale.output, QByteArray());
+        ::unlink(socketPath);
+
+        FakeApp closing(socketPath);
+        closing.behave(FakeApp::Behaviour::closeAtOnce);
+        auto closed = runHook(input);
+        QVERIFY(closed.finishedCleanly);
+        QCOMPARE(closed.output, QByteArray());
+        QCOMPARE(closing.connections(), 1);
+    }
+
+    void strangerGetsNothing() {
+        if (::geteuid() != 0)
+            QSKIP("needs root to start a server as another user");
+        ::unlink(socketPath);
+        int ready[2];
+        int result[2];
+        QVERIFY(::pipe(ready) == 0 && ::pipe(result) == 0);
+        pid_t child = ::fork();
+        QVERIFY(child >= 0);
+        if (child == 0) {
+            // Only system calls from here: the parent has threads.
+            if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+                ::_exit(1);
+            int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            sockaddr_un address{};
+            address.sun_family = AF_UNIX;
+            std::strcpy(address.sun_path, socketPath);
+            if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+                ::listen(fd, 4) != 0)
+                ::_exit(2);
+            (void)!::write(ready[1], "r", 1);
+            pollfd p{fd, POLLIN, 0};
+            if (::poll(&p, 1, 60'000) != 1)
+                ::_exit(3);
+            int client = ::accept(fd, nullptr, nullptr);
+            const char approve[] = "{\"decision\":\"approve\"}\n";
+            (void)!::write(client, approve, sizeof approve - 1);
+            long received = 0;
+            char buffer[4096];
+            for (ssize_t n; (n = ::read(client, buffer, sizeof buffer)) > 0;)
+                received += n;
+            (void)!::write(result[1], &received, sizeof received);
+            ::_exit(0);
+        }
+        ::close(ready[1]);
+        ::close(result[1]);
+        char byte = 0;
+        QCOMPARE(::read(ready[0], &byte, 1), ssize_t(1));
+
+        auto run = runHook(QByteArray::fromStdString(preToolUse().dump()));
+        long received = -1;
+        bool reported = ::read(result[0], &received, sizeof received) == sizeof received;
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        ::close(ready[0]);
+        ::close(result[0]);
+        ::unlink(socketPath);
+
+        QVERIFY(run.finishedCleanly);
+        QCOMPARE(run.output, QByteArray());
+        QVERIFY(reported);
+        QCOMPARE(received, 0L); // not even the event went to the stranger
+    }
+
+    void silentAppIsGivenUpOn() {
+        FakeApp app(socketPath);
+        app.behave(FakeApp::Behaviour::silence);
+        auto run = runHook(QByteArray::fromStdString(preToolUse().dump()));
+        QVERIFY(run.finishedCleanly);
+        QCOMPARE(run.output, QByteArray());
+        QCOMPARE(app.requests().size(), size_t(1));
+        // The app has 25 s to decide; the hook must not give up before that.
+        QVERIFY2(run.elapsedMs >= 25'000, QByteArray::number(run.elapsedMs));
+    }
+};
+
+QTEST_GUILESS_MAIN(HookTest)
+#include "tst_hook.moc"
