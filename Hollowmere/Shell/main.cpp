@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include "AppDelegate.h"
 #include "CommandLine.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
 
-#include <cstdio>
-
 int main(int argc, char** argv) {
+    // The user-defaults domain: ~/.config/Hollowmere/Hollowmere.conf on Linux.
+    QCoreApplication::setOrganizationName(QStringLiteral("Hollowmere"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("hollowmere.app"));
+    QCoreApplication::setApplicationName(QStringLiteral("Hollowmere"));
+
     QStringList args;
     for (int i = 1; i < argc; ++i)
         args.append(QString::fromLocal8Bit(argv[i]));
@@ -21,5 +25,7 @@ int main(int argc, char** argv) {
     }
 
     QGuiApplication app(argc, argv);
+    AppDelegate delegate;
+    delegate.applicationDidFinishLaunching();
     return app.exec();
 }
