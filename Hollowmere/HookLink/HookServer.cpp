@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
@@ -18,7 +19,6 @@
 #include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
-#include <vector>
 
 #include "Platform/PeerCredentials.h"
 #include "Platform/QuietSend.h"
@@ -36,6 +36,7 @@ constexpr int listenBacklog = 16;
 constexpr size_t requestCeiling = 64u << 20;
 constexpr int idleReadSeconds = 60;
 constexpr size_t peekChunk = 64u << 10;
+constexpr std::chrono::seconds idleWorkerKeep{10};
 
 void log(const QString& line) {
     qInfo().noquote() << line;
@@ -51,26 +52,27 @@ enum class ReadEnd { lineFeed, endOfStream, tooLarge };
 // are never taken off the socket: each chunk is peeked first and only the part up to and
 // including the line feed is then read.
 ReadEnd readRequest(int fd, std::string& request) {
-    std::vector<char> chunk(peekChunk);
+    std::unique_ptr<char[]> buffer(new char[peekChunk]); // not zeroed: only read into
+    char* const chunk = buffer.get();
     for (;;) {
-        const ssize_t seen = recv(fd, chunk.data(), chunk.size(), MSG_PEEK);
+        const ssize_t seen = recv(fd, chunk, peekChunk, MSG_PEEK);
         if (seen <= 0) {
             if (seen < 0 && errno == EINTR)
                 continue;
             return ReadEnd::endOfStream; // closed, failed, or idle too long
         }
-        const char* lineFeed = static_cast<const char*>(std::memchr(chunk.data(), '\n', seen));
-        const size_t take = lineFeed ? size_t(lineFeed - chunk.data()) + 1 : size_t(seen);
+        const char* lineFeed = static_cast<const char*>(std::memchr(chunk, '\n', seen));
+        const size_t take = lineFeed ? size_t(lineFeed - chunk) + 1 : size_t(seen);
         size_t taken = 0;
         while (taken < take) {
-            const ssize_t got = recv(fd, chunk.data() + taken, take - taken, 0);
+            const ssize_t got = recv(fd, chunk + taken, take - taken, 0);
             if (got < 0 && errno == EINTR)
                 continue;
             if (got <= 0)
                 return ReadEnd::endOfStream;
             taken += size_t(got);
         }
-        request.append(chunk.data(), lineFeed ? take - 1 : take);
+        request.append(chunk, lineFeed ? take - 1 : take);
         if (lineFeed)
             return ReadEnd::lineFeed;
         if (request.size() > requestCeiling)
@@ -103,13 +105,55 @@ struct AnswerBox {
 
 } // namespace
 
-struct HookServer::Shared {
+// A connection always gets a thread of its own at once: a prompt holds its thread for up to the
+// answer wait, and any number of them may wait together, so a bounded pool would make later hooks
+// queue behind earlier prompts. Threads that finish stay a while for the next connection, which
+// spares a thread start per exchange when hooks come in bursts.
+struct HookServer::Shared : std::enable_shared_from_this<Shared> {
     std::mutex mutex;
     SessionStore* sessions = nullptr; // null once the store or the server is gone
     std::chrono::milliseconds answerWait;
 
+    std::mutex workMutex;
+    std::condition_variable workArrived;
+    std::deque<int> waitingConnections;
+    size_t idleWorkers = 0;
+
+    void dispatch(int clientFD);
+    void work(int clientFD);
     void handle(int clientFD);
 };
+
+void HookServer::Shared::dispatch(int clientFD) {
+    {
+        std::lock_guard lock(workMutex);
+        if (idleWorkers > waitingConnections.size()) {
+            waitingConnections.push_back(clientFD); // an idle worker is there to take it
+            workArrived.notify_one();
+            return;
+        }
+    }
+    try {
+        std::thread([self = shared_from_this(), clientFD] { self->work(clientFD); }).detach();
+    } catch (const std::system_error& e) {
+        log(QStringLiteral("Hollowmere: no thread for connection: ") + e.what());
+        close(clientFD);
+    }
+}
+
+void HookServer::Shared::work(int clientFD) {
+    for (;;) {
+        handle(clientFD);
+        std::unique_lock lock(workMutex);
+        ++idleWorkers;
+        workArrived.wait_for(lock, idleWorkerKeep, [&] { return !waitingConnections.empty(); });
+        --idleWorkers;
+        if (waitingConnections.empty())
+            return;
+        clientFD = waitingConnections.front();
+        waitingConnections.pop_front();
+    }
+}
 
 HookServer::HookServer(SessionStore* sessions, QObject* parent)
     : HookServer(sessions, socketPath, defaultAnswerWait, parent) {}
@@ -226,14 +270,7 @@ void HookServer::acceptLoop() {
             close(clientFD);
             continue;
         }
-        // A real thread per connection: a prompt blocks its thread for up to the answer wait,
-        // and many connections may wait at once.
-        try {
-            std::thread([shared = m_shared, clientFD] { shared->handle(clientFD); }).detach();
-        } catch (const std::system_error& e) {
-            log(QStringLiteral("Hollowmere: no thread for connection: ") + e.what());
-            close(clientFD);
-        }
+        m_shared->dispatch(clientFD);
     }
 }
 

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# Runs the benchmarks of a build tree; each prints its figures beside a reference measured in the
+# same run (docs/PERFORMANCE.md records them).
+#   scripts/bench.sh [BUILD_DIR]
+set -euo pipefail
+build="${1:-build}"
+bin="$build/bin"
+
+run() {
+    local name="$1"
+    shift
+    if [ -x "$bin/$name" ]; then
+        echo "== $name"
+        "$bin/$name" "$@"
+    else
+        echo "== $name: not built (Google Benchmark missing?)" >&2
+    fi
+}
+
+# Hook server: exchanges per second, 1 and 200 concurrent clients, against echo references.
+run bench_hookserver --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
