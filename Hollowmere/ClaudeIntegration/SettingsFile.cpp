@@ -92,7 +92,11 @@ Contents read(const QString& path) {
         c.state = Contents::State::unreadable;
         return c;
     }
-    const QByteArray bytes = file.readAll();
+    return parse(file.readAll());
+}
+
+Contents parse(const QByteArray& bytes) {
+    Contents c;
     if (bytes.trimmed().isEmpty()) {
         c.state = Contents::State::blank;
         return c;

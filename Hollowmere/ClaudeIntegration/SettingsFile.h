@@ -29,6 +29,8 @@ struct Contents {
 };
 
 Contents read(const QString& path);
+// The same for bytes already read (never `missing` or `unreadable`).
+Contents parse(const QByteArray& bytes);
 
 // Why `before` must not be rewritten at all, if it must not.
 std::optional<QString> refusal(const QString& path, const Contents& before);
