@@ -57,6 +57,20 @@ def prepare_home(home, cwds=()):
     return home
 
 
+def transcript_path(home, cwd, session_id):
+    project = os.path.realpath(cwd).replace("/", "-")
+    return os.path.join(home, ".claude", "projects", project, session_id + ".jsonl")
+
+
+def transcript_lines(home, cwd, session_id):
+    """The session's transcript as parsed lines (empty when there is none)."""
+    path = transcript_path(home, cwd, session_id)
+    if not os.path.exists(path):
+        return []
+    with open(path, encoding="utf-8") as f:
+        return [json.loads(line) for line in f if line.strip()]
+
+
 def claude_environment(home, port, extra=None):
     """The parent's environment without anything of an outer Claude Code session or terminal,
     pointed at the stand-in."""

@@ -29,6 +29,7 @@ import json
 import os
 import sys
 import threading
+import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 DONE_TEXT = "Done."
@@ -187,6 +188,13 @@ class Handler(BaseHTTPRequestHandler):
     do_GET = do_POST = do_PUT = do_PATCH = do_DELETE = do_HEAD = handle_any
 
 
+def exit_with_parent(parent):
+    """A test killed by its time-out must not leave the stand-in behind."""
+    while os.getppid() == parent:
+        time.sleep(0.5)
+    os._exit(0)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--script", required=True, help="JSON script of turns")
@@ -205,6 +213,7 @@ def main():
         # Renamed into place so a reader never sees a half-written port.
         os.replace(args.port_file + ".part", args.port_file)
     print("PORT %d" % port, flush=True)
+    threading.Thread(target=exit_with_parent, args=(os.getppid(),), daemon=True).start()
     try:
         server.serve_forever()
     except KeyboardInterrupt:

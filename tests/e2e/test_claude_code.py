@@ -1,0 +1,254 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""The whole hook path with the real Claude Code: hooks installed by `hollowmere hooks install`
+into a temporary HOME, Claude Code in print mode against the scripted stand-in model API, and
+prompts answered by the real HookServer and SessionStore (e2e_responder).
+
+Run inside tests/support/isolated.sh (the socket is the real /tmp/hollowmere.sock), one case per
+process:  test_claude_code.py ClaudeCodeTest.test_approve_runs_the_tool
+Needs HOLLOWMERE_BIN_DIR (hollowmere, hollowmere-hook) and HOLLOWMERE_E2E_RESPONDER.
+"""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import claude_env  # noqa: E402
+
+BIN_DIR = os.environ.get("HOLLOWMERE_BIN_DIR", "")
+RESPONDER = os.environ.get("HOLLOWMERE_E2E_RESPONDER", "")
+SOCKET = "/tmp/hollowmere.sock"
+PASSTHROUGH_AFTER = 25.0  # seconds the server waits for an answer
+
+ONE_TOUCH = [
+    [{"type": "text", "text": "Creating the file."},
+     {"type": "tool_use", "name": "Bash",
+      "input": {"command": "touch done.txt", "description": "Create done.txt"}}],
+    [{"type": "text", "text": "All done."}],
+]
+
+
+def wait_until(predicate, timeout=30.0, interval=0.05):
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = predicate()
+        if value:
+            return value
+        time.sleep(interval)
+    return predicate()
+
+
+class Responder:
+    """e2e_responder as a child: the app's store and server answering by one policy."""
+
+    def __init__(self, home, policy, log_path):
+        self.log_path = log_path
+        env = dict(os.environ, HOME=home)
+        self.process = subprocess.Popen([RESPONDER, "--policy", policy, "--log", log_path],
+                                        env=env, stdout=subprocess.DEVNULL)
+        if not wait_until(lambda: self.lines("ready") or self.process.poll() is not None):
+            raise RuntimeError("e2e_responder did not start")
+        if self.process.poll() is not None:
+            raise RuntimeError("e2e_responder exited with %d" % self.process.returncode)
+
+    def stop(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(timeout=10)
+
+    def lines(self, kind=None):
+        if not os.path.exists(self.log_path):
+            return []
+        with open(self.log_path, encoding="utf-8") as f:
+            lines = [json.loads(line) for line in f if line.strip()]
+        return [line for line in lines if kind is None or line["type"] == kind]
+
+    def session(self, session_id):
+        """The session as the store last reported it."""
+        for line in reversed(self.lines("sessions")):
+            for s in line["sessions"]:
+                if s["sessionId"] == session_id:
+                    return s
+        return None
+
+    def events(self, session_id):
+        return [(e["kind"], e["tool"]) for e in self.lines("event")
+                if e["sessionId"] == session_id]
+
+
+class ClaudeCodeTest(unittest.TestCase):
+    def setUp(self):
+        for name in ("hollowmere", "hollowmere-hook"):
+            path = os.path.join(BIN_DIR, name)
+            self.assertTrue(os.access(path, os.X_OK), "%s is not built" % path)
+        self.assertTrue(os.access(RESPONDER, os.X_OK), "e2e_responder is not built")
+        self.assertFalse(os.path.exists(SOCKET),
+                         "%s exists: run under tests/support/isolated.sh" % SOCKET)
+        self.root = os.path.realpath(tempfile.mkdtemp(prefix="hollowmere-e2e-"))
+        self.addCleanup(shutil.rmtree, self.root, ignore_errors=True)
+        self.project = os.path.join(self.root, "project")
+        os.makedirs(self.project)
+        self.home = self.make_home("home", install_hooks=True)
+        self.responder = None
+
+    def tearDown(self):
+        if self.responder:
+            self.responder.stop()
+
+    def make_home(self, name, install_hooks):
+        home = claude_env.prepare_home(os.path.join(self.root, name), [self.project])
+        if install_hooks:
+            done = subprocess.run([os.path.join(BIN_DIR, "hollowmere"), "hooks", "install"],
+                                  env=dict(os.environ, HOME=home), capture_output=True,
+                                  text=True, timeout=30)
+            self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+            hooks = self.settings(home).get("hooks", {})
+            for event in ("PreToolUse", "Notification", "Stop"):
+                commands = [h["command"] for group in hooks.get(event, [])
+                            for h in group.get("hooks", [])]
+                self.assertIn(os.path.join(BIN_DIR, "hollowmere-hook"), commands, event)
+        return home
+
+    def settings(self, home=None):
+        path = os.path.join(home or self.home, ".claude", "settings.json")
+        with open(path, encoding="utf-8") as f:
+            return json.load(f)
+
+    def start_app(self, policy):
+        self.responder = Responder(self.home, policy, os.path.join(self.root, "app.jsonl"))
+        return self.responder
+
+    def run_claude(self, script, home=None, prompt="Please do the task."):
+        workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
+        with claude_env.StandIn(script, workdir) as api:
+            run = claude_env.run_claude(home or self.home, self.project, api.port, prompt)
+            self.assertEqual(run.returncode, 0, run.describe())
+            self.assertIsNotNone(run.result, run.describe())
+            return run, api.tool_results()
+
+    def project_file(self, name):
+        return os.path.exists(os.path.join(self.project, name))
+
+    def assert_finished_in_store(self, run):
+        """The stop event left the session idle and just finished, with the right cwd."""
+        session_id = run.result["session_id"]
+        app = self.responder
+        self.assertTrue(wait_until(lambda: (app.session(session_id) or {}).get("stopped")),
+                        app.lines())
+        session = app.session(session_id)
+        self.assertEqual(session["cwd"], self.project)
+        self.assertEqual(session["status"], "idle")
+        self.assertTrue(session["justFinished"])
+        self.assertEqual(app.events(session_id)[-1], ("stop", ""))
+        return session
+
+    def test_approve_runs_the_tool(self):
+        app = self.start_app("approve")
+        run, results = self.run_claude(ONE_TOUCH)
+
+        self.assertTrue(self.project_file("done.txt"), run.describe())
+        self.assertEqual(run.denied_tools(), [])
+        self.assertEqual([r["is_error"] for r in results], [False], results)
+
+        prompts = app.lines("prompt")
+        self.assertEqual(len(prompts), 1, app.lines())
+        self.assertEqual(prompts[0]["session"]["sessionId"], run.result["session_id"])
+        self.assertEqual(prompts[0]["session"]["promptTool"], "Bash")
+        self.assertEqual(json.loads(prompts[0]["session"]["promptInput"])["command"],
+                         "touch done.txt")
+        self.assert_finished_in_store(run)
+        self.assertEqual(app.events(run.result["session_id"]),
+                         [("permissionRequest", "Bash"), ("stop", "")])
+
+    def test_deny_blocks_the_tool_and_tells_the_model(self):
+        app = self.start_app("deny")
+        run, results = self.run_claude(ONE_TOUCH)
+
+        self.assertFalse(self.project_file("done.txt"))
+        self.assertEqual(run.denied_tools(), ["Bash"])
+        self.assertEqual(len(results), 1, results)
+        self.assertTrue(results[0]["is_error"])
+        self.assertIn("User denied", results[0]["text"])
+        self.assertEqual(len(app.lines("prompt")), 1)
+        self.assert_finished_in_store(run)
+
+    def test_always_writes_a_rule_and_the_next_request_needs_no_prompt(self):
+        app = self.start_app("always")
+        script = [
+            [{"type": "tool_use", "name": "Bash",
+              "input": {"command": "touch first.txt", "description": "Create first.txt"}}],
+            [{"type": "tool_use", "name": "Bash",
+              "input": {"command": "touch  second.txt", "description": "Create second.txt"}}],
+            [{"type": "text", "text": "Both made."}],
+        ]
+        run, results = self.run_claude(script)
+
+        self.assertTrue(self.project_file("first.txt"), run.describe())
+        self.assertTrue(self.project_file("second.txt"), run.describe())
+        self.assertEqual([r["is_error"] for r in results], [False, False], results)
+        self.assertIn("Bash(touch:*)", self.settings()["permissions"]["allow"])
+        # Both requests reached the store; only the first became a prompt.
+        session_id = run.result["session_id"]
+        self.assertEqual(len(app.lines("prompt")), 1, app.lines())
+        self.assertEqual(app.events(session_id),
+                         [("permissionRequest", "Bash"), ("permissionRequest", "Bash"),
+                          ("stop", "")])
+        self.assert_finished_in_store(run)
+        # The installer's entries survived the rule being added.
+        self.assertIn("PreToolUse", self.settings()["hooks"])
+
+    def test_no_answer_passes_through_after_the_wait(self):
+        app = self.start_app("none")
+        run, results = self.run_claude(ONE_TOUCH)
+
+        # Claude Code fell back to its own behaviour: in print mode it denies the tool itself.
+        self.assertGreaterEqual(run.elapsed, PASSTHROUGH_AFTER, run.describe())
+        self.assertFalse(self.project_file("done.txt"))
+        self.assertEqual(run.denied_tools(), ["Bash"])
+        self.assertNotIn("hook", results[0]["text"].lower(), results)
+        self.assertNotIn("User denied", results[0]["text"])
+        # The prompt waited unanswered until Claude Code moved on; its stop then ended the wait.
+        self.assertEqual(len(app.lines("prompt")), 1)
+        self.assert_finished_in_store(run)
+        self.assertEqual(app.events(run.result["session_id"]),
+                         [("permissionRequest", "Bash"), ("stop", "")])
+
+    def test_without_the_app_claude_code_behaves_as_without_hooks(self):
+        plain_home = self.make_home("plain-home", install_hooks=False)
+        scripts = {
+            "deny": ONE_TOUCH,
+            "read": [[{"type": "tool_use", "name": "Read",
+                       "input": {"file_path": os.path.join(self.project, "notes.txt")}}],
+                     [{"type": "text", "text": "Read it."}]],
+        }
+        with open(os.path.join(self.project, "notes.txt"), "w", encoding="utf-8") as f:
+            f.write("hello from the notes\n")
+        for name, script in scripts.items():
+            with self.subTest(name):
+                hooked, hooked_results = self.run_claude(script)
+                plain, plain_results = self.run_claude(script, home=plain_home)
+                self.assertEqual(hooked.result["result"], plain.result["result"])
+                self.assertEqual(hooked.result["num_turns"], plain.result["num_turns"])
+                self.assertEqual(hooked.denied_tools(), plain.denied_tools())
+                self.assertEqual([(r["is_error"], r["text"]) for r in hooked_results],
+                                 [(r["is_error"], r["text"]) for r in plain_results])
+                self.assertFalse(self.project_file("done.txt"))
+                # The hook did run, and Claude Code saw no error from it.
+                stops = [line for line in claude_env.transcript_lines(
+                    self.home, self.project, hooked.result["session_id"])
+                    if line.get("subtype") == "stop_hook_summary"]
+                self.assertEqual(len(stops), 1)
+                self.assertEqual([h["command"] for h in stops[0]["hookInfos"]],
+                                 [os.path.join(BIN_DIR, "hollowmere-hook")])
+                self.assertEqual(stops[0]["hookErrors"], [])
+        self.assertFalse(os.path.exists(SOCKET))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
