@@ -19,6 +19,7 @@ The run verb prepares HOME for CWD first when it has no .claude.json yet. It pri
 import argparse
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -58,7 +59,9 @@ def prepare_home(home, cwds=()):
 
 
 def transcript_path(home, cwd, session_id):
-    project = os.path.realpath(cwd).replace("/", "-")
+    # Claude Code names the project folder after the cwd with every character other than a
+    # letter or digit turned into "-" (not only "/": "_" and "." too).
+    project = re.sub(r"[^A-Za-z0-9]", "-", os.path.realpath(cwd))
     return os.path.join(home, ".claude", "projects", project, session_id + ".jsonl")
 
 

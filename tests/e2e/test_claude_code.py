@@ -219,6 +219,46 @@ class ClaudeCodeTest(unittest.TestCase):
         self.assertEqual(app.events(run.result["session_id"]),
                          [("permissionRequest", "Bash"), ("stop", "")])
 
+    def test_no_answer_lets_the_terminal_ask(self):
+        """Interactively, passthrough means Claude Code shows its own question in the terminal
+        (and says so through the Notification hook); answering there runs the tool."""
+        app = self.start_app("none")
+        tmux = ["tmux", "-S", os.path.join(self.root, "tmux.sock")]
+        self.addCleanup(subprocess.run, tmux + ["kill-server"], capture_output=True)
+        workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
+        with claude_env.StandIn(ONE_TOUCH, workdir) as api:
+            env = claude_env.claude_environment(self.home, api.port)
+            start = time.monotonic()
+            subprocess.run(tmux + ["new-session", "-d", "-x", "160", "-y", "45", "-c",
+                                   self.project, claude_env.claude_binary(),
+                                   "--permission-mode", "default", "Please do the task."],
+                           env=env, check=True, timeout=30)
+
+            def screen():
+                done = subprocess.run(tmux + ["capture-pane", "-p"], capture_output=True,
+                                      text=True, timeout=30)
+                return done.stdout
+
+            self.assertTrue(wait_until(lambda: "Do you want to proceed?" in screen(), 90),
+                            screen())
+            self.assertGreaterEqual(time.monotonic() - start, PASSTHROUGH_AFTER)
+            self.assertEqual(len(app.lines("prompt")), 1, app.lines())
+            session_id = app.lines("prompt")[0]["session"]["sessionId"]
+            self.assertTrue(wait_until(
+                lambda: ("notification", "") in app.events(session_id), 60), app.lines())
+            notification = [e for e in app.lines("event") if e["kind"] == "notification"][0]
+            self.assertEqual(notification["summary"], "Claude needs your permission")
+
+            subprocess.run(tmux + ["send-keys", "1"], check=True, timeout=30)
+            self.assertTrue(wait_until(lambda: self.project_file("done.txt"), 60), screen())
+            self.assertTrue(wait_until(
+                lambda: (app.session(session_id) or {}).get("stopped"), 60), app.lines())
+            self.assertEqual(app.events(session_id),
+                             [("permissionRequest", "Bash"), ("notification", ""),
+                              ("stop", "")])
+            self.assertEqual(app.session(session_id)["status"], "idle")
+            self.assertEqual([r["is_error"] for r in api.tool_results()], [False])
+
     def test_without_the_app_claude_code_behaves_as_without_hooks(self):
         plain_home = self.make_home("plain-home", install_hooks=False)
         scripts = {
