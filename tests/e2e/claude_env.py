@@ -163,7 +163,8 @@ def tool_result_text(content):
 
 
 class ClaudeRun:
-    def __init__(self, returncode, stdout, stderr, elapsed):
+    def __init__(self, pid, returncode, stdout, stderr, elapsed):
+        self.pid = pid  # the claude process itself: the installed command is the native binary
         self.returncode = returncode
         self.stdout = stdout
         self.stderr = stderr
@@ -185,13 +186,17 @@ def run_claude(home, cwd, port, prompt, timeout=120, extra_env=None, args=()):
     """One print-mode prompt; returns a ClaudeRun whatever the outcome."""
     command = [claude_binary(), "-p", prompt, "--output-format", "json", *args]
     start = time.monotonic()
-    try:
-        done = subprocess.run(command, cwd=cwd, env=claude_environment(home, port, extra_env),
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                              timeout=timeout)
-        return ClaudeRun(done.returncode, done.stdout, done.stderr, time.monotonic() - start)
-    except subprocess.TimeoutExpired as e:
-        return ClaudeRun(-1, e.stdout or "", e.stderr or "", time.monotonic() - start)
+    with subprocess.Popen(command, cwd=cwd, env=claude_environment(home, port, extra_env),
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, text=True) as process:
+        try:
+            stdout, stderr = process.communicate(timeout=timeout)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            stdout, stderr = process.communicate()
+            return ClaudeRun(process.pid, -1, stdout, stderr, time.monotonic() - start)
+        return ClaudeRun(process.pid, process.returncode, stdout, stderr,
+                         time.monotonic() - start)
 
 
 def main():

@@ -155,12 +155,11 @@ int main(int argc, char** argv) {
     const QStringList args = app.arguments();
     const qsizetype policyAt = args.indexOf("--policy");
     const qsizetype logAt = args.indexOf("--log");
-    const auto policy =
-        policyAt > 0 && policyAt + 1 < args.size() ? policyFromString(args[policyAt + 1])
-                                                   : std::nullopt;
+    const auto policy = policyAt > 0 && policyAt + 1 < args.size()
+                            ? policyFromString(args[policyAt + 1])
+                            : std::nullopt;
     if (!policy || logAt < 0 || logAt + 1 >= args.size()) {
-        std::fprintf(stderr,
-                     "usage: e2e_responder --policy approve|deny|always|none --log FILE\n");
+        std::fprintf(stderr, "usage: e2e_responder --policy approve|deny|always|none --log FILE\n");
         return 2;
     }
     EventLog log(args[logAt + 1]);
@@ -175,8 +174,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "e2e_responder: hook server failed: %s\n", e.what());
         return 1;
     }
-    log.write({{"type", "ready"},
-               {"allowPatterns", QJsonArray::fromStringList(store.allowPatterns())}});
+    log.write(
+        {{"type", "ready"}, {"allowPatterns", QJsonArray::fromStringList(store.allowPatterns())}});
 
     // A test killed by its time-out must not leave a server on its socket.
     QTimer parentWatch;

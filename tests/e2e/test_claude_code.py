@@ -162,9 +162,11 @@ class ClaudeCodeTest(unittest.TestCase):
         self.assertEqual(prompts[0]["session"]["promptTool"], "Bash")
         self.assertEqual(json.loads(prompts[0]["session"]["promptInput"])["command"],
                          "touch done.txt")
-        self.assert_finished_in_store(run)
+        session = self.assert_finished_in_store(run)
         self.assertEqual(app.events(run.result["session_id"]),
                          [("permissionRequest", "Bash"), ("stop", "")])
+        # The hook found its claude process by walking up from itself.
+        self.assertEqual(session.get("claudePid"), run.pid)
 
     def test_deny_blocks_the_tool_and_tells_the_model(self):
         app = self.start_app("deny")
@@ -215,9 +217,11 @@ class ClaudeCodeTest(unittest.TestCase):
         self.assertNotIn("User denied", results[0]["text"])
         # The prompt waited unanswered until Claude Code moved on; its stop then ended the wait.
         self.assertEqual(len(app.lines("prompt")), 1)
-        self.assert_finished_in_store(run)
+        session = self.assert_finished_in_store(run)
         self.assertEqual(app.events(run.result["session_id"]),
                          [("permissionRequest", "Bash"), ("stop", "")])
+        # The hook found its claude process by walking up from itself.
+        self.assertEqual(session.get("claudePid"), run.pid)
 
     def test_no_answer_lets_the_terminal_ask(self):
         """Interactively, passthrough means Claude Code shows its own question in the terminal
