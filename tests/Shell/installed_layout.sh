@@ -22,6 +22,7 @@ if [ "$(uname -s)" = Linux ]; then
     desktop="$scratch/prefix/share/applications/hollowmere.desktop"
     unit="$scratch/prefix/lib/systemd/user/hollowmere.service"
     grep -q '^Exec=/.*/hollowmere$' "$desktop" || fail "desktop file has no absolute Exec"
+    out="$(desktop-file-validate "$desktop")" && [ -z "$out" ] || fail "desktop file: $out"
     grep -q '^ExecStart=/.*/hollowmere$' "$unit" || fail "user unit has no absolute ExecStart"
 fi
 echo "installed_layout: ok"
