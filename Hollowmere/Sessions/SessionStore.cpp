@@ -181,7 +181,6 @@ void SessionStore::handle(const HookEvent& event, Respond respond) {
         s.status = Status::idle();
         s.justFinishedAt = now;
         s.lastStoppedAt = now;
-        m_env.playSound(QStringLiteral("Glass"));
         break;
     }
     case HookEvent::Kind::permissionRequest:
@@ -199,11 +198,14 @@ void SessionStore::handle(const HookEvent& event, Respond respond) {
     }
 
     store(std::move(s));
-    if (event.kind == HookEvent::Kind::stop)
-        scheduleJustFinishedClear(id);
-    emit sessionsChanged();
+    // The waiting hook, and Claude Code behind it, need not wait for the chime or the views.
     if (answerNow && respond)
         respond(answer);
+    if (event.kind == HookEvent::Kind::stop) {
+        m_env.playSound(QStringLiteral("Glass"));
+        scheduleJustFinishedClear(id);
+    }
+    emit sessionsChanged();
 }
 
 void SessionStore::scheduleJustFinishedClear(const QString& sessionId) {

@@ -51,6 +51,7 @@ private slots:
     void eventFactsNeverEraseKnownOnes();
     void notificationForUnknownSessionPassesThrough();
     void stopMarksJustFinishedAndClearsAfterPeriod();
+    void answerComesBeforeChimeAndObservers();
     void secondStopIsClearedByTheFirstDeadline();
     void clearingAfterTheStoreIsGoneDoesNothing();
     void transcriptAfterStopRespectsTheGrace();
@@ -156,6 +157,26 @@ void TestSessionStore::stopMarksJustFinishedAndClearsAfterPeriod() {
     QTRY_VERIFY_WITH_TIMEOUT(!store->session("s1")->justFinishedAt, 10000);
     QVERIFY(store->justFinished().empty());
     QVERIFY(store->session("s1")->lastStoppedAt); // only the mark goes
+}
+
+void TestSessionStore::answerComesBeforeChimeAndObservers() {
+    // A waiting hook holds Claude Code up: it gets its answer before the chime starts and before
+    // observers (the views) react to the change.
+    StoreFakes fakes;
+    auto store = makeStore(fakes);
+    int answered = 0;
+    std::vector<int> answeredWhenObserved;
+    connect(store.get(), &SessionStore::sessionsChanged, this,
+            [&] { answeredWhenObserved.push_back(answered); });
+    qsizetype soundsWhenAnswered = -1;
+    store->handle(hookEvent(Kind::stop, "s1"), [&](const HookDecision&) {
+        ++answered;
+        soundsWhenAnswered = fakes.soundsPlayed.size();
+    });
+    QCOMPARE(answered, 1);
+    QCOMPARE(soundsWhenAnswered, qsizetype(0));
+    QCOMPARE(fakes.soundsPlayed, QStringList{"Glass"});
+    QCOMPARE(answeredWhenObserved, std::vector<int>{1});
 }
 
 void TestSessionStore::secondStopIsClearedByTheFirstDeadline() {
