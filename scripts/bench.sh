@@ -20,3 +20,8 @@ run() {
 
 # Hook server: exchanges per second, 1 and 200 concurrent clients, against echo references.
 run bench_hookserver --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
+
+# Hook and process discovery: one walk of the process table with 1,000 extra processes, and whole
+# hook processes timed by hyperfine against /bin/true.
+run bench_process_discovery --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+"$(dirname "$0")/../bench/hook_latency.sh" "$build"
