@@ -74,6 +74,20 @@ def transcript_lines(home, cwd, session_id):
         return [json.loads(line) for line in f if line.strip()]
 
 
+def hook_errors(home, cwd, session_id):
+    """What Claude Code recorded as hook failures in the session's transcript: a hook that
+    exits non-zero leaves the tool results unchanged, so only the transcript tells."""
+    errors = []
+    for line in transcript_lines(home, cwd, session_id):
+        attachment = line.get("attachment") or {}
+        kind = attachment.get("type", "")
+        if kind.startswith("hook_") and "error" in kind:
+            errors.append("%s: %s" % (attachment.get("hookName"), attachment.get("stderr")))
+        if line.get("subtype") == "stop_hook_summary":
+            errors.extend("Stop: %s" % e for e in line.get("hookErrors", []))
+    return errors
+
+
 def claude_environment(home, port, extra=None):
     """The parent's environment without anything of an outer Claude Code session or terminal,
     pointed at the stand-in."""

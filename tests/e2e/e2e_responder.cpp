@@ -2,12 +2,13 @@
 // The app's real hook path without its views: a SessionStore reading the real settings file
 // under $HOME and a HookServer on the real socket, with a scripted user in front of them.
 //
-//   e2e_responder --policy approve|deny|always|none --log EVENTS.jsonl
+//   e2e_responder --policy approve|deny|always|none|crash --log EVENTS.jsonl
 //
 // Each pending prompt is answered by the policy (deny says "User denied", as the prompt card
-// does; none leaves it to time out). Every hook event the store recorded, every prompt and
-// every change of the sessions is appended to the log as one JSON line, for the test to read.
-// The line {"type":"ready"} is written once the server listens.
+// does; none leaves it to time out; crash ends the process at once, holding the connection and
+// leaving the socket file behind, as an app that dies mid-prompt would). Every hook event the store
+// recorded, every prompt and every change of the sessions is appended to the log as one JSON line,
+// for the test to read. The line {"type":"ready"} is written once the server listens.
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -27,7 +28,7 @@
 
 namespace {
 
-enum class Policy { approve, deny, always, none };
+enum class Policy { approve, deny, always, none, crash };
 
 class EventLog {
 public:
@@ -126,6 +127,8 @@ private:
             break;
         case Policy::none:
             break;
+        case Policy::crash:
+            std::_Exit(3);
         }
     }
 
@@ -145,6 +148,8 @@ std::optional<Policy> policyFromString(const QString& s) {
         return Policy::always;
     if (s == "none")
         return Policy::none;
+    if (s == "crash")
+        return Policy::crash;
     return std::nullopt;
 }
 
@@ -159,7 +164,8 @@ int main(int argc, char** argv) {
                             ? policyFromString(args[policyAt + 1])
                             : std::nullopt;
     if (!policy || logAt < 0 || logAt + 1 >= args.size()) {
-        std::fprintf(stderr, "usage: e2e_responder --policy approve|deny|always|none --log FILE\n");
+        std::fprintf(stderr,
+                     "usage: e2e_responder --policy approve|deny|always|none|crash --log FILE\n");
         return 2;
     }
     EventLog log(args[logAt + 1]);

@@ -130,6 +130,9 @@ class ClaudeCodeTest(unittest.TestCase):
             run = claude_env.run_claude(home or self.home, self.project, api.port, prompt)
             self.assertEqual(run.returncode, 0, run.describe())
             self.assertIsNotNone(run.result, run.describe())
+            # Whatever happened to the app, the hook itself never failed in Claude Code's eyes.
+            self.assertEqual(claude_env.hook_errors(home or self.home, self.project,
+                                                    run.result["session_id"]), [])
             return run, api.tool_results()
 
     def project_file(self, name):
@@ -262,6 +265,27 @@ class ClaudeCodeTest(unittest.TestCase):
                               ("stop", "")])
             self.assertEqual(app.session(session_id)["status"], "idle")
             self.assertEqual([r["is_error"] for r in api.tool_results()], [False])
+            self.assertEqual(claude_env.hook_errors(self.home, self.project, session_id), [])
+
+    def test_an_app_that_dies_mid_prompt_leaves_claude_code_as_without_hooks(self):
+        plain_home = self.make_home("plain-home", install_hooks=False)
+        app = self.start_app("crash")
+        crashed, crashed_results = self.run_claude(ONE_TOUCH)
+        self.assertTrue(wait_until(lambda: app.process.poll() is not None))
+        self.assertEqual(len(app.lines("prompt")), 1)
+        self.assertTrue(os.path.exists(SOCKET), "the dead app's socket file should remain")
+        # Nobody listens on the stale socket file now.
+        stale, stale_results = self.run_claude(ONE_TOUCH)
+        plain, plain_results = self.run_claude(ONE_TOUCH, home=plain_home)
+
+        for run, results in ((crashed, crashed_results), (stale, stale_results)):
+            self.assertEqual(run.result["result"], plain.result["result"])
+            self.assertEqual(run.denied_tools(), plain.denied_tools())
+            self.assertEqual([(r["is_error"], r["text"]) for r in results],
+                             [(r["is_error"], r["text"]) for r in plain_results])
+        self.assertFalse(self.project_file("done.txt"))
+        # The hook saw the connection close; it did not sit out the server's wait.
+        self.assertLess(crashed.elapsed, PASSTHROUGH_AFTER, crashed.describe())
 
     def test_without_the_app_claude_code_behaves_as_without_hooks(self):
         plain_home = self.make_home("plain-home", install_hooks=False)
