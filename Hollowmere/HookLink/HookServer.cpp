@@ -210,13 +210,15 @@ void HookServer::start() {
 }
 
 void HookServer::startRawUnixSocket() {
-    int wake[2];
-    if (pipe(wake) != 0)
-        throw std::system_error(EIO, std::generic_category(), "hook server wake pipe");
-    m_wakeRead = wake[0];
-    m_wakeWrite = wake[1];
-    setCloseOnExec(m_wakeRead);
-    setCloseOnExec(m_wakeWrite);
+    if (m_wakeRead < 0) {
+        int wake[2];
+        if (pipe(wake) != 0)
+            throw std::system_error(EIO, std::generic_category(), "hook server wake pipe");
+        m_wakeRead = wake[0];
+        m_wakeWrite = wake[1];
+        setCloseOnExec(m_wakeRead);
+        setCloseOnExec(m_wakeWrite);
+    }
 
     const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
     if (fd < 0)
@@ -241,6 +243,9 @@ void HookServer::startRawUnixSocket() {
         m_boundDevice = bound.st_dev;
         m_boundInode = bound.st_ino;
     }
+    // accept() only ever runs after poll() saw a connection, but one that is aborted in between
+    // must not leave accept() blocked where the destructor's wake-up cannot reach it.
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     m_serverFD = fd;
     m_acceptThread = std::thread([this] { acceptLoop(); });
 }
@@ -263,6 +268,7 @@ void HookServer::acceptLoop() {
         if (clientFD < 0)
             continue;
         setCloseOnExec(clientFD);
+        fcntl(clientFD, F_SETFL, fcntl(clientFD, F_GETFL) & ~O_NONBLOCK); // BSDs pass it on
         const std::optional<uid_t> peer = peerUid(clientFD);
         if (!peer || *peer != ownUid) {
             log(QStringLiteral("Hollowmere: refused connection from uid=%1")

@@ -23,7 +23,7 @@ public:
     // Seams for tests: where the settings file is, what plays a sound, which cwds are alive.
     // An empty member takes the default.
     struct Environment {
-        QString settingsPath;                                     // default ~/.claude/settings.json
+        QString settingsPath;                                     // default: HooksInstaller
         std::function<void(const QString& name)> playSound;       // default: platform sound
         std::function<std::set<std::string>()> runningClaudeCwds; // default: process table
         std::function<bool(const QString& pattern)> addAllowRule; // default: HooksInstaller
@@ -39,12 +39,21 @@ public:
     const std::map<QString, Session>& sessions() const { return m_sessions; }
     const Session* session(const QString& sessionId) const;
 
+    // Applies one hook event. `respond` is called at once, except for a permission request that
+    // no allow rule matches: that one waits as the session's prompt for resolve(). A prompt
+    // replaced by a newer request is never answered; its hook falls back to passthrough.
     void handle(const HookEvent& event, Respond respond);
+    // What the transcripts show; sessions missing from the list go, unless they wait for the user.
     void reconcileDiscovered(const std::vector<DiscoveredSession>& discovered);
+    // Drops sessions (except waiting ones) whose cwd no running claude process has.
     void pruneDeadProcesses();
 
+    // Answer a waiting session's prompt; the session is working afterwards, whatever the answer.
+    // Nothing happens for a session that does not wait.
     void resolve(const QString& sessionId, const HookDecision& decision);
+    // Approve, and for a Bash command add "Bash(program:*)" to the allow list and settings file.
     void resolveAlways(const QString& sessionId);
+    // permissions.allow of the settings file; empty when it cannot be read as such.
     void reloadAllowPatterns();
     const QStringList& allowPatterns() const { return m_allowPatterns; }
 
