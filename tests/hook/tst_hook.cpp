@@ -45,7 +45,8 @@ json preToolUse(json toolInput = {{"command", "ls -la"}, {"description", "List f
 // Runs `program` (the hook unless told otherwise) with `input` on stdin and waits for it.
 HookRun runHook(const QByteArray& input, const QString& program = hookPath(),
                 const QStringList& arguments = {},
-                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment(),
+                bool closeInput = true) {
     QProcess process;
     process.setProcessEnvironment(environment);
     QElapsedTimer timer;
@@ -55,7 +56,8 @@ HookRun runHook(const QByteArray& input, const QString& program = hookPath(),
     if (!process.waitForStarted())
         return run;
     process.write(input);
-    process.closeWriteChannel();
+    if (closeInput)
+        process.closeWriteChannel();
     process.waitForFinished(90'000);
     run.elapsedMs = timer.elapsed();
     run.output = process.readAllStandardOutput();
@@ -230,6 +232,17 @@ private slots:
         QCOMPARE(event->terminalPid, std::optional<int32_t>(pids[1].toInt()));
         QCOMPARE(event->iTermSessionId,
                  std::optional<std::string>("w0t1p0:8A2C1E4F-0000-4000-8000-000000000001"));
+    }
+
+    void inputLeftOpenStillCounts() {
+        // A writer that never closes stdin: the hook acts once it holds a whole JSON object
+        // instead of waiting out its input bound with nothing to show.
+        FakeApp app(socketPath);
+        app.answerWith("{\"decision\":\"approve\"}\n");
+        auto run = runHook(QByteArray::fromStdString(preToolUse().dump()), hookPath(), {},
+                           QProcessEnvironment::systemEnvironment(), /*closeInput=*/false);
+        QVERIFY(run.finishedCleanly);
+        COMPARE_JSON(parsed(run.output), preToolUseAnswer("allow", "Approved in Hollowmere"));
     }
 
     void bigToolInput() {
