@@ -77,6 +77,15 @@ class Responder:
                     return s
         return None
 
+    def first_stopped(self, session_id):
+        """The session as the store reported it right after its first stop event (the
+        just-finished mark is cleared a few seconds later)."""
+        for line in self.lines("sessions"):
+            for s in line["sessions"]:
+                if s["sessionId"] == session_id and s["stopped"]:
+                    return s
+        return None
+
     def events(self, session_id):
         return [(e["kind"], e["tool"]) for e in self.lines("event")
                 if e["sessionId"] == session_id]
@@ -142,9 +151,8 @@ class ClaudeCodeTest(unittest.TestCase):
         """The stop event left the session idle and just finished, with the right cwd."""
         session_id = run.result["session_id"]
         app = self.responder
-        self.assertTrue(wait_until(lambda: (app.session(session_id) or {}).get("stopped")),
-                        app.lines())
-        session = app.session(session_id)
+        session = wait_until(lambda: app.first_stopped(session_id))
+        self.assertIsNotNone(session, app.lines())
         self.assertEqual(session["cwd"], self.project)
         self.assertEqual(session["status"], "idle")
         self.assertTrue(session["justFinished"])
@@ -258,8 +266,7 @@ class ClaudeCodeTest(unittest.TestCase):
 
             subprocess.run(tmux + ["send-keys", "1"], check=True, timeout=30)
             self.assertTrue(wait_until(lambda: self.project_file("done.txt"), 60), screen())
-            self.assertTrue(wait_until(
-                lambda: (app.session(session_id) or {}).get("stopped"), 60), app.lines())
+            self.assertTrue(wait_until(lambda: app.first_stopped(session_id), 60), app.lines())
             self.assertEqual(app.events(session_id),
                              [("permissionRequest", "Bash"), ("notification", ""),
                               ("stop", "")])
