@@ -2,13 +2,14 @@
 // The app's real hook path without its views: a SessionStore reading the real settings file
 // under $HOME and a HookServer on the real socket, with a scripted user in front of them.
 //
-//   e2e_responder --policy approve|deny|always|none|crash --log EVENTS.jsonl
+//   e2e_responder --policy approve|deny|always|none|crash|pick --log EVENTS.jsonl
 //
 // Each pending prompt is answered by the policy (deny says "User denied", as the prompt card
-// does; none leaves it to time out; crash ends the process at once, holding the connection and
-// leaving the socket file behind, as an app that dies mid-prompt would). Every hook event the store
-// recorded, every prompt and every change of the sessions is appended to the log as one JSON line,
-// for the test to read. The line {"type":"ready"} is written once the server listens.
+// does; pick approves with the last offered choice; none leaves it to time out; crash ends the
+// process at once, holding the connection and leaving the socket file behind, as an app that dies
+// mid-prompt would). Every hook event the store recorded, every prompt and every change of the
+// sessions is appended to the log as one JSON line, for the test to read. The line {"type":"ready"}
+// is written once the server listens.
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -28,7 +29,7 @@
 
 namespace {
 
-enum class Policy { approve, deny, always, none, crash };
+enum class Policy { approve, deny, always, none, crash, pick };
 
 class EventLog {
 public:
@@ -125,6 +126,20 @@ private:
         case Policy::always:
             m_store->resolveAlways(sessionId);
             break;
+        case Policy::pick: {
+            // Approve with the last of the offered choices, as a chip on the prompt card would.
+            const Session* s = m_store->session(sessionId);
+            if (!s || !s->status.prompt)
+                break;
+            const auto& offered = s->status.prompt->event.suggestions;
+            m_store->resolve(sessionId,
+                             HookDecision{HookDecision::Decision::approve,
+                                          {},
+                                          offered && !offered->empty()
+                                              ? std::optional<std::string>(offered->back())
+                                              : std::nullopt});
+            break;
+        }
         case Policy::none:
             break;
         case Policy::crash:
@@ -150,6 +165,8 @@ std::optional<Policy> policyFromString(const QString& s) {
         return Policy::none;
     if (s == "crash")
         return Policy::crash;
+    if (s == "pick")
+        return Policy::pick;
     return std::nullopt;
 }
 
@@ -164,8 +181,9 @@ int main(int argc, char** argv) {
                             ? policyFromString(args[policyAt + 1])
                             : std::nullopt;
     if (!policy || logAt < 0 || logAt + 1 >= args.size()) {
-        std::fprintf(stderr,
-                     "usage: e2e_responder --policy approve|deny|always|none|crash --log FILE\n");
+        std::fprintf(
+            stderr,
+            "usage: e2e_responder --policy approve|deny|always|none|crash|pick --log FILE\n");
         return 2;
     }
     EventLog log(args[logAt + 1]);

@@ -179,6 +179,45 @@ class ClaudeCodeTest(unittest.TestCase):
         # The hook found its claude process by walking up from itself.
         self.assertEqual(session.get("claudePid"), run.pid)
 
+    def test_a_choice_picked_in_the_app_answers_the_question(self):
+        """A question (interactive only: print mode has no AskUserQuestion) answered in the app:
+        Claude Code takes the picked choice as the user's answer and asks nothing itself."""
+        question = {"question": "Which colour should the file be?", "header": "Colour",
+                    "multiSelect": False,
+                    "options": [{"label": "Red", "description": "warm"},
+                                {"label": "Blue", "description": "cool"}]}
+        script = [
+            [{"type": "tool_use", "name": "AskUserQuestion", "input": {"questions": [question]}}],
+            [{"type": "text", "text": "Blue it is."}],
+        ]
+        app = self.start_app("pick")
+        tmux = ["tmux", "-S", os.path.join(self.root, "tmux.sock")]
+        self.addCleanup(subprocess.run, tmux + ["kill-server"], capture_output=True)
+        workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
+        with claude_env.StandIn(script, workdir) as api:
+            env = claude_env.claude_environment(self.home, api.port)
+            subprocess.run(tmux + ["new-session", "-d", "-x", "160", "-y", "45", "-c",
+                                   self.project, claude_env.claude_binary(),
+                                   "--permission-mode", "default", "Please ask me."],
+                           env=env, check=True, timeout=30)
+
+            def screen():
+                done = subprocess.run(tmux + ["capture-pane", "-p"], capture_output=True,
+                                      text=True, timeout=30)
+                return done.stdout
+
+            self.assertTrue(wait_until(lambda: api.tool_results(), 90), screen())
+            results = api.tool_results()
+            self.assertEqual(len(results), 1, results)
+            self.assertFalse(results[0]["is_error"], results)
+            self.assertIn("Blue", results[0]["text"])
+            self.assertNotIn("Red", results[0]["text"])
+            prompts = app.lines("prompt")
+            self.assertEqual(len(prompts), 1, app.lines())
+            self.assertEqual(prompts[0]["session"]["promptTool"], "AskUserQuestion")
+            session_id = prompts[0]["session"]["sessionId"]
+            self.assertEqual(claude_env.hook_errors(self.home, self.project, session_id), [])
+
     def test_deny_blocks_the_tool_and_tells_the_model(self):
         app = self.start_app("deny")
         run, results = self.run_claude(ONE_TOUCH)
