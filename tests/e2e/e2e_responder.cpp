@@ -127,7 +127,7 @@ private:
             m_store->resolveAlways(sessionId);
             break;
         case Policy::pick: {
-            // Approve with the last of the offered choices, as a chip on the prompt card would.
+            // Approve with the last offered choice picked, as the prompt card does when it offers some.
             const Session* s = m_store->session(sessionId);
             if (!s || !s->status.prompt)
                 break;
