@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+// Media keys on a real X server: XTest presses reach our grab and never reach the focused window.
+#include "Daemons.h"
+#include "HUD/SystemHUDSuppressor.h"
+#include "Platform/MediaKeyTap.h"
+
+#include <X11/XF86keysym.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+namespace {
+
+// A client with a focused window that records the key codes it is given.
+class FocusedWindow {
+public:
+    explicit FocusedWindow(Display* display) : m_display(display) {
+        m_window =
+            XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 200, 100, 0, 0, 0);
+        XSelectInput(display, m_window, KeyPressMask | KeyReleaseMask | ExposureMask);
+        XMapWindow(display, m_window);
+        XSync(display, False);
+        XSetInputFocus(display, m_window, RevertToParent, CurrentTime);
+        XSync(display, False);
+    }
+    // Reads what has arrived; the key codes of presses, in order.
+    const std::vector<unsigned>& pressed() {
+        while (XPending(m_display) > 0) {
+            XEvent e;
+            XNextEvent(m_display, &e);
+            if (e.type == KeyPress)
+                m_pressed.push_back(e.xkey.keycode);
+        }
+        return m_pressed;
+    }
+
+private:
+    Display* m_display;
+    Window m_window;
+    std::vector<unsigned> m_pressed;
+};
+
+} // namespace
+
+class TestMediaKeysX11 : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void pressesReachTheGrabAndAreSwallowed();
+    void aSecondGrabIsRefusedAndLogged();
+
+private:
+    void tap(KeySym keysym);
+
+    std::unique_ptr<Daemons::Process> m_xvfb;
+    Display* m_display = nullptr;
+    std::unique_ptr<SystemHUDSuppressor> m_suppressor;
+};
+
+void TestMediaKeysX11::initTestCase() {
+    m_xvfb = std::make_unique<Daemons::Process>(
+        "Xvfb", QStringList{":42", "-nolisten", "tcp", "-screen", "0", "640x480x24"});
+    qputenv("DISPLAY", ":42");
+    QTRY_VERIFY_WITH_TIMEOUT((m_display = XOpenDisplay(":42")) != nullptr, Daemons::readyWaitMs);
+    int event, error, major, minor;
+    QVERIFY(XTestQueryExtension(m_display, &event, &error, &major, &minor));
+}
+
+void TestMediaKeysX11::cleanupTestCase() {
+    m_suppressor.reset();
+    if (m_display)
+        XCloseDisplay(m_display);
+}
+
+void TestMediaKeysX11::tap(KeySym keysym) {
+    const KeyCode code = XKeysymToKeycode(m_display, keysym);
+    QVERIFY2(code != 0, "key not in the server's keymap");
+    XTestFakeKeyEvent(m_display, code, True, CurrentTime);
+    XTestFakeKeyEvent(m_display, code, False, CurrentTime);
+    XFlush(m_display);
+}
+
+void TestMediaKeysX11::pressesReachTheGrabAndAreSwallowed() {
+    FocusedWindow window(m_display);
+    QStringList calls;
+    m_suppressor =
+        std::make_unique<SystemHUDSuppressor>(makeMediaKeyTap(), [](bool) { return true; });
+    m_suppressor->onVolumeUp = [&] { calls << "up"; };
+    m_suppressor->onVolumeDown = [&] { calls << "down"; };
+    m_suppressor->onVolumeMute = [&] { calls << "mute"; };
+    m_suppressor->onBrightnessUp = [&] { calls << "bright+"; };
+    m_suppressor->onBrightnessDown = [&] { calls << "bright-"; };
+    m_suppressor->start();
+    QVERIFY(m_suppressor->isRunning());
+
+    // The window sees an ordinary key, so it would have seen the media keys before it.
+    tap(XF86XK_AudioRaiseVolume);
+    tap(XK_a);
+    QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(1), Daemons::readyWaitMs);
+    QCOMPARE(window.pressed()[0], unsigned(XKeysymToKeycode(m_display, XK_a)));
+    QTRY_COMPARE_WITH_TIMEOUT(calls, QStringList{"up"}, Daemons::readyWaitMs);
+
+    for (KeySym key : {XF86XK_AudioLowerVolume, XF86XK_AudioLowerVolume, XF86XK_AudioMute,
+                       XF86XK_MonBrightnessUp, XF86XK_MonBrightnessDown})
+        tap(key);
+    // Play/pause is not ours: it reaches the window.
+    tap(XF86XK_AudioPlay);
+    tap(XK_b);
+    QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(3), Daemons::readyWaitMs);
+    QCOMPARE(window.pressed()[1], unsigned(XKeysymToKeycode(m_display, XF86XK_AudioPlay)));
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 6, Daemons::readyWaitMs);
+    QCOMPARE(calls, QStringList({"up", "down", "down", "mute", "bright+", "bright-"}));
+}
+
+void TestMediaKeysX11::aSecondGrabIsRefusedAndLogged() {
+    QVERIFY(m_suppressor && m_suppressor->isRunning());
+    for (const char* key : {"XF86AudioRaiseVolume", "XF86AudioLowerVolume", "XF86MonBrightnessUp",
+                            "XF86MonBrightnessDown", "XF86AudioMute"})
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QString("HUDSuppressor: %1 is held by another "
+                                                        "program \\(BadAccess\\)")
+                                                    .arg(key)));
+    SystemHUDSuppressor second(makeMediaKeyTap(), [](bool) { return true; });
+    second.start();
+    QVERIFY(!second.isRunning());
+}
+
+int main(int argc, char** argv) {
+    Daemons::isolate(argv);
+    QCoreApplication app(argc, argv);
+    TestMediaKeysX11 test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_mediakeys_x11.moc"
