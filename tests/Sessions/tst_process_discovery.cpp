@@ -75,7 +75,7 @@ private slots:
         install("/bin/sleep", "claude");
         install("/bin/sleep", "Claude/helper");
         for (auto name : {"kitty", "ghostty", "myterm", "gnome-terminal-server"})
-            install("/bin/sh", name);
+            install("/bin/dash", name); // not /bin/sh: on macOS a shim that runs another shell
         QFile chain(path("chain.sh"));
         QVERIFY(chain.open(QIODevice::WriteOnly));
         // Each level waits for the next, so none is replaced by exec until the last.
@@ -105,7 +105,8 @@ private slots:
         const auto& table = ProcessTable::system();
         QTRY_COMPARE(table.name(int32_t(terminal)), std::optional<std::string>("kitty"));
         QCOMPARE(table.parentPid(int32_t(terminal)), std::optional<int32_t>(getpid()));
-        QCOMPARE(table.executablePath(int32_t(terminal)), path("kitty").toStdString());
+        QCOMPARE(table.executablePath(int32_t(terminal)),
+                 QFileInfo(path("kitty")).canonicalFilePath().toStdString());
         QCOMPARE(table.currentDirectory(int32_t(terminal)), cwd.toStdString());
         auto pids = table.pids();
         QVERIFY(std::find(pids.begin(), pids.end(), getpid()) != pids.end());

@@ -8,18 +8,31 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+namespace {
+
+// Not inherited by the hooks the test starts.
+int closeOnExec(int fd) {
+    if (fd >= 0)
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return fd;
+}
+
+} // namespace
+
 FakeApp::FakeApp(std::string path) : m_path(std::move(path)) {
     ::unlink(m_path.c_str());
-    int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    int fd = closeOnExec(::socket(AF_UNIX, SOCK_STREAM, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, m_path.c_str(), sizeof address.sun_path - 1);
     if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(fd, 16) != 0 || ::pipe2(m_stopPipe, O_CLOEXEC) != 0) {
+        ::listen(fd, 16) != 0 || ::pipe(m_stopPipe) != 0) {
         if (fd >= 0)
             ::close(fd);
         return;
     }
+    closeOnExec(m_stopPipe[0]);
+    closeOnExec(m_stopPipe[1]);
     m_listenFd = fd;
     m_thread = std::thread([this] { serve(); });
 }
@@ -59,7 +72,7 @@ void FakeApp::serve() {
         pollfd fds[2] = {{m_listenFd, POLLIN, 0}, {m_stopPipe[0], POLLIN, 0}};
         if (::poll(fds, 2, -1) < 0 || fds[1].revents)
             return;
-        int fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+        int fd = closeOnExec(::accept(m_listenFd, nullptr, nullptr));
         if (fd < 0)
             continue;
         ++m_connections;

@@ -89,8 +89,9 @@ class HookTest : public QObject {
 
 private slots:
     void initTestCase() {
-        QVERIFY2(qEnvironmentVariable("HOLLOWMERE_ISOLATED") == "1",
-                 "run under tests/support/isolated.sh: this test owns /tmp/hollowmere.sock");
+        // Where no private /tmp can be had (macOS), the shared path must at least be free.
+        if (qEnvironmentVariable("HOLLOWMERE_ISOLATED") != "1" && QFile::exists(socketPath))
+            QSKIP("/tmp/hollowmere.sock is in use: run under tests/support/isolated.sh");
         QVERIFY(QFile::exists(hookPath()));
     }
 
@@ -209,7 +210,7 @@ private slots:
         // Claude Code does, through a shell.
         QTemporaryDir dir;
         for (auto name : {"kitty", "claude"}) {
-            QVERIFY(QFile::copy("/bin/sh", dir.filePath(name)));
+            QVERIFY(QFile::copy("/bin/dash", dir.filePath(name)));
             QVERIFY(QFile::setPermissions(dir.filePath(name), QFile::ReadOwner | QFile::ExeOwner));
         }
         FakeApp app(socketPath);
