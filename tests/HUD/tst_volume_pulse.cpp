@@ -44,14 +44,22 @@ private slots:
     void initTestCase();
     void keysStepClampAndMute();
     void followsTheDefaultSink();
+    void comesBackAfterTheServerRestarts();
 
 private:
+    void startPulse();
     QTemporaryDir m_dir;
     std::unique_ptr<Daemons::Process> m_pulse;
 };
 
 void TestVolumePulse::initTestCase() {
     QVERIFY(m_dir.isValid());
+    startPulse();
+    QVERIFY(m_pulse);
+    pactl({"set-default-sink", "alpha"});
+}
+
+void TestVolumePulse::startPulse() {
     const QString run = m_dir.path() + "/run", home = m_dir.path() + "/home";
     QVERIFY(QDir().mkpath(run) && QDir().mkpath(home));
     const QString socket = run + "/native";
@@ -71,7 +79,6 @@ void TestVolumePulse::initTestCase() {
     qputenv("HOME", home.toUtf8());
     qputenv("PULSE_SERVER", ("unix:" + socket).toUtf8());
     QTRY_VERIFY_WITH_TIMEOUT(Daemons::run("pactl", {"info"}), Daemons::readyWaitMs);
-    pactl({"set-default-sink", "alpha"});
 }
 
 void TestVolumePulse::keysStepClampAndMute() {
@@ -133,6 +140,26 @@ void TestVolumePulse::followsTheDefaultSink() {
     QCOMPARE(rawVolume("alpha"), 16384);
     pactl({"set-sink-volume", "beta", "65536"});
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 1.0f, Daemons::readyWaitMs);
+}
+
+void TestVolumePulse::comesBackAfterTheServerRestarts() {
+    pactl({"set-default-sink", "alpha"});
+    pactl({"set-sink-volume", "alpha", "16384"});
+    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
+    VolumeMonitor volume(makeAudioOutput(), &keys);
+    volume.start();
+    QCOMPARE(volume.volume(), 0.25f);
+
+    QTest::ignoreMessage(QtWarningMsg, "Hollowmere: lost the PulseAudio server, retrying");
+    m_pulse.reset();
+    // Presses while the server is gone do nothing and do not hang.
+    keys.handle(press(MediaKeys::soundUpCode));
+    startPulse();
+    pactl({"set-default-sink", "alpha"});
+    pactl({"set-sink-volume", "alpha", "49152"});
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.75f, Daemons::readyWaitMs);
+    keys.handle(press(MediaKeys::soundUpCode));
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.8125f, Daemons::readyWaitMs);
 }
 
 int main(int argc, char** argv) {
