@@ -25,3 +25,6 @@ run bench_hookserver --benchmark_repetitions=3 --benchmark_report_aggregates_onl
 # hook processes timed by hyperfine against /bin/true.
 run bench_process_discovery --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 "$(dirname "$0")/../bench/hook_latency.sh" "$build"
+
+# HUD: one brightness poll over a sysfs backlight folder, against the two bare reads it needs.
+run bench_hud_poll --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
