@@ -196,11 +196,12 @@ QImage TestHUDViews::render(Monitors& m, int expectedLit) {
     window.resize(int(item->width()), int(item->height()));
     window.show();
     auto* bar = trailing->property("bar").value<QQuickItem*>()->property("bar").value<QObject*>();
-    [&] { QTRY_COMPARE(bar->property("litCount").toInt(), expectedLit); }();
+    [&] { QTRY_COMPARE_WITH_TIMEOUT(bar->property("litCount").toInt(), expectedLit, 30000); }();
     // Let the bar's ease-out finish before looking.
     [&] {
-        QTRY_COMPARE(trailing->property("shownValue").toFloat(),
-                     trailing->property("model").value<QObject*>()->property("barValue").toFloat());
+        QTRY_COMPARE_WITH_TIMEOUT(
+            trailing->property("shownValue").toFloat(),
+            trailing->property("model").value<QObject*>()->property("barValue").toFloat(), 30000);
     }();
     QTest::qWait(400);
     QImage image = window.grabWindow();
