@@ -111,6 +111,16 @@ void TestMediaKeysX11::pressesReachTheGrabAndAreSwallowed() {
     QCOMPARE(window.pressed()[1], unsigned(XKeysymToKeycode(m_display, XF86XK_AudioPlay)));
     QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 6, Daemons::readyWaitMs);
     QCOMPARE(calls, QStringList({"up", "down", "down", "mute", "bright+", "bright-"}));
+
+    // Holding a key: the server repeats the press, and each repeat is one more step.
+    const KeyCode down = XKeysymToKeycode(m_display, XF86XK_AudioLowerVolume);
+    XTestFakeKeyEvent(m_display, down, True, CurrentTime);
+    XFlush(m_display);
+    QTRY_VERIFY_WITH_TIMEOUT(calls.count("down") >= 5, Daemons::readyWaitMs);
+    XTestFakeKeyEvent(m_display, down, False, CurrentTime);
+    tap(XK_c);
+    QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(4), Daemons::readyWaitMs);
+    QCOMPARE(window.pressed()[3], unsigned(XKeysymToKeycode(m_display, XK_c)));
 }
 
 void TestMediaKeysX11::aSecondGrabIsRefusedAndLogged() {
