@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Transcripts shaped like the ones Claude Code writes: message lines with their bookkeeping
-// fields, tool results carrying file contents twice (message and toolUseResult), and the large
-// api-request-blob lines whose bodies repeat the conversation as escaped JSON.
+// Transcripts shaped like the ones Claude Code 2.1.330 writes (observed on real sessions): message
+// lines with their bookkeeping fields, tool results carrying file contents twice, and the large
+// lines that are not messages (attachments with prompt snapshots, api-request-shape/-blob).
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -29,94 +29,159 @@ inline std::string fileText(std::mt19937& rng, std::size_t bytes) {
 inline nlohmann::json envelope(const char* type, int n, const std::string& cwd) {
     return {{"parentUuid", "7d0e7a4c-0000-4000-8000-" + std::to_string(100000000000 + n)},
             {"isSidechain", false},
+            {"type", type},
+            {"uuid", "a1b2c3d4-0000-4000-8000-" + std::to_string(200000000000 + n)},
+            {"timestamp", "2026-11-22T03:00:00.000Z"},
             {"userType", "external"},
+            {"entrypoint", "cli"},
             {"cwd", cwd},
             {"sessionId", "5f1c2a9e-3b4d-4e6f-8a7b-9c0d1e2f3a4b"},
             {"version", "2.1.330"},
-            {"gitBranch", "main"},
-            {"type", type},
-            {"uuid", "a1b2c3d4-0000-4000-8000-" + std::to_string(200000000000 + n)},
-            {"timestamp", "2026-11-22T03:00:00.000Z"}};
+            {"gitBranch", "main"}};
 }
 
-// One exchange: prompt, assistant text, a tool call, its (large) result, the final answer, and
+inline nlohmann::json assistantMessage(int n, nlohmann::json content, const char* stop) {
+    return {{"id", "msg_" + std::to_string(n)},
+            {"type", "message"},
+            {"role", "assistant"},
+            {"model", "claude-sonnet-4-5-20250929"},
+            {"content", std::move(content)},
+            {"stop_reason", stop},
+            {"stop_sequence", nullptr},
+            {"usage",
+             {{"input_tokens", 1200},
+              {"output_tokens", 310},
+              {"cache_read_input_tokens", 9000},
+              {"server_tool_use", {{"web_search_requests", 0}, {"web_fetch_requests", 0}}},
+              {"service_tier", "standard"}}}};
+}
+
+// Tool definitions as the request shape lists them: nested objects full of "type" keys.
+inline nlohmann::json requestShape(std::mt19937& rng) {
+    nlohmann::json tools = nlohmann::json::array();
+    for (const char* name : {"Bash", "Edit", "Write", "Read", "Glob", "Grep", "WebFetch",
+                             "TaskCreate", "AskUserQuestion", "NotebookEdit"})
+        tools.push_back({{"name", name},
+                         {"description", fileText(rng, 6000)},
+                         {"input_schema",
+                          {{"type", "object"},
+                           {"properties",
+                            {{"command", {{"type", "string"}, {"description", "what to run"}}},
+                             {"timeout", {{"type", "number"}}}}},
+                           {"required", {"command"}}}}});
+    return {
+        {"type", "api-request-shape"},
+        {"sessionId", "5f1c2a9e-3b4d-4e6f-8a7b-9c0d1e2f3a4b"},
+        {"shape",
+         {{"system", nlohmann::json::array({{{"type", "text"}, {"text", fileText(rng, 20000)}}})},
+          {"tools", tools}}}};
+}
+
+// One exchange as Claude Code 2.1.330 writes it: prompt, attachments (among them a snapshot of
+// the system prompt), the request's shape and blob lines, assistant text and tool call, the
+// tool result (its content twice: in the message and in toolUseResult), the final answer, and
 // the bookkeeping lines around them.
 inline std::string exchange(std::mt19937& rng, int n, const std::string& cwd) {
     using nlohmann::json;
     std::string out;
     auto add = [&](const json& j) { out += j.dump() + "\n"; };
+    auto attachment = [&](json body) {
+        json a = envelope("attachment", n, cwd);
+        a["attachment"] = std::move(body);
+        add(a);
+    };
 
     json prompt = envelope("user", n, cwd);
     prompt["message"] = {{"role", "user"},
                          {"content", "Please look at the scanner and fix #" + std::to_string(n) +
                                          " " + fileText(rng, 200)}};
     add(prompt);
-    add({{"type", "queue-operation"}, {"operation", "dequeue"}, {"sessionId", "5f1c"}});
-    add({{"type", "attachment"},
-         {"cwd", cwd},
-         {"attachment", {{"type", "todo"}, {"content", ""}}}});
+    attachment({{"type", "date"}, {"date", "2026-11-22"}});
+    attachment(
+        {{"type", "total_tokens_reminder"}, {"text", "<total_tokens>1500 left</total_tokens>"}});
+    attachment({{"type", "prompt_snapshot"},
+                {"systemPrompt", json::array({fileText(rng, 15000), fileText(rng, 15000)})}});
+    if (n % 20 == 0)
+        add(requestShape(rng));
+    add({{"type", "api-request-blob"},
+         {"sessionId", "5f1c"},
+         {"hash", std::to_string(n)},
+         {"message", prompt["message"]}});
+    add({{"type", "api-request"},
+         {"id", "req_" + std::to_string(n)},
+         {"params", {{"model", "claude-sonnet-4-5-20250929"}, {"max_tokens", 32000}}}});
 
     const std::string toolId = "toolu_" + std::to_string(n);
-    json usage = {
-        {"input_tokens", 1200}, {"output_tokens", 310}, {"cache_read_input_tokens", 9000}};
     json text = envelope("assistant", n, cwd);
-    text["message"] = {{"id", "msg_" + std::to_string(n)},
-                       {"type", "message"},
-                       {"role", "assistant"},
-                       {"model", "claude-sonnet-4-5"},
-                       {"content", json::array({{{"type", "text"}, {"text", fileText(rng, 600)}}})},
-                       {"stop_reason", "tool_use"},
-                       {"usage", usage}};
+    text["message"] = assistantMessage(
+        n, json::array({{{"type", "text"}, {"text", fileText(rng, 600)}}}), "tool_use");
     add(text);
-    json call = text;
-    call["message"]["content"] = json::array(
-        {{{"type", "tool_use"},
-          {"id", toolId},
-          {"name", "Read"},
-          {"input", {{"file_path", cwd + "/Hollowmere/ClaudeIntegration/SessionScanner.cpp"}}}}});
+    json call = envelope("assistant", n, cwd);
+    call["message"] = assistantMessage(
+        n,
+        json::array({{{"type", "tool_use"},
+                      {"id", toolId},
+                      {"name", "Read"},
+                      {"input", {{"file_path", cwd + "/Hollowmere/SessionScanner.cpp"}}}}}),
+        "tool_use");
     add(call);
 
     const std::string contents = fileText(rng, 4000 + rng() % 12000);
     json result = envelope("user", n, cwd);
-    result["message"] = {
-        {"role", "user"},
-        {"content",
-         json::array({{{"type", "tool_result"}, {"tool_use_id", toolId}, {"content", contents}}})}};
+    result["message"] = {{"role", "user"},
+                         {"content", json::array({{{"tool_use_id", toolId},
+                                                   {"type", "tool_result"},
+                                                   {"content", contents},
+                                                   {"is_error", false}}})}};
     result["toolUseResult"] = {{"type", "text"},
                                {"file", {{"content", contents}, {"numLines", 300}}}};
     add(result);
-
-    add({{"type", "api-request"},
-         {"requestId", "req_" + std::to_string(n)},
-         {"model", "claude-sonnet-4-5"}});
-    // The request body repeats the conversation so far, as escaped JSON in a string.
-    json body = {{"model", "claude-sonnet-4-5"},
-                 {"messages", json::array({prompt["message"], text["message"], result["message"]})},
-                 {"system", fileText(rng, 20000 + rng() % 60000)}};
+    attachment({{"type", "prompt_snapshot"},
+                {"systemPrompt", json::array({fileText(rng, 30000), fileText(rng, 30000)})}});
     add({{"type", "api-request-blob"},
-         {"requestId", "req_" + std::to_string(n)},
-         {"body", body.dump()}});
+         {"sessionId", "5f1c"},
+         {"hash", toolId},
+         {"message", result["message"]}});
 
-    json answer = text;
-    answer["message"]["content"] = json::array({{{"type", "text"}, {"text", fileText(rng, 800)}}});
-    answer["message"]["stop_reason"] = "end_turn";
+    json answer = envelope("assistant", n, cwd);
+    answer["message"] = assistantMessage(
+        n, json::array({{{"type", "text"}, {"text", fileText(rng, 800)}}}), "end_turn");
     add(answer);
-    add({{"type", "system"}, {"subtype", "turn_duration"}, {"cwd", cwd}, {"durationMs", 5123}});
+    json system = envelope("system", n, cwd);
+    system["subtype"] = "turn_duration";
+    system["durationMs"] = 5123;
+    add(system);
     add({{"type", "last-prompt"}, {"lastPrompt", "Please look at the scanner"}});
+    add({{"type", "permission-mode"}, {"permissionMode", "default"}});
     add({{"type", "cost-state"}, {"costUSD", 0.0123}});
+    return out;
+}
+
+// Only what a message-heavy session writes: prompts, answers and large tool results, without the
+// request bookkeeping. Every line needs a full decode; this is the reader's worst realistic case.
+inline std::string messagesOnly(std::mt19937& rng, int n, const std::string& cwd) {
+    std::string all = exchange(rng, n, cwd), out;
+    for (std::size_t at = 0; at < all.size();) {
+        const std::size_t nl = all.find('\n', at);
+        const std::string_view line(all.data() + at, nl - at + 1);
+        if (line.find("\"type\":\"user\"") != std::string_view::npos ||
+            line.find("\"type\":\"assistant\"") != std::string_view::npos)
+            out += line;
+        at = nl + 1;
+    }
     return out;
 }
 
 // Writes at least `bytes` of transcript to `path`; returns the size written.
 inline std::size_t write(const std::string& path, std::size_t bytes, const std::string& cwd,
-                         unsigned seed = 1) {
+                         unsigned seed = 1, bool onlyMessages = false) {
     std::mt19937 rng(seed);
     FILE* f = std::fopen(path.c_str(), "wb");
     if (!f)
         return 0;
     std::size_t written = 0;
     for (int n = 0; written < bytes; ++n) {
-        const std::string chunk = exchange(rng, n, cwd);
+        const std::string chunk = onlyMessages ? messagesOnly(rng, n, cwd) : exchange(rng, n, cwd);
         std::fwrite(chunk.data(), 1, chunk.size(), f);
         written += chunk.size();
     }

@@ -12,8 +12,13 @@
 #include <memory>
 #include <unistd.h>
 
+#include "ClaudeIntegration/SessionScanner.h"
 #include "ClaudeIntegration/TranscriptReader.h"
+#include "Sessions/SessionStore.h"
 #include "TranscriptFixture.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -23,9 +28,14 @@ struct Fixture {
     QTemporaryDir dir;
     std::string path;
     std::size_t size = 0;
+    std::string messagesPath;
+    std::size_t messagesSize = 0;
     Fixture() {
         path = dir.filePath("big.jsonl").toStdString();
         size = TranscriptFixture::write(path, transcriptBytes, "/work/project");
+        messagesPath = dir.filePath("messages.jsonl").toStdString();
+        messagesSize =
+            TranscriptFixture::write(messagesPath, transcriptBytes, "/work/project", 2, true);
     }
 };
 
@@ -75,6 +85,24 @@ void BM_TranscriptFirstRead100MB(benchmark::State& state) {
         benchmark::DoNotOptimize(reader.facts());
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.size));
+}
+
+void BM_Reference_RawRead100MB_MessagesOnly(benchmark::State& state) {
+    auto& f = fixture();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(readAll(f.messagesPath, [](const char*, std::size_t) {}));
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.messagesSize));
+}
+
+// The worst realistic case: every line is a message and needs a full decode.
+void BM_TranscriptFirstRead100MB_MessagesOnly(benchmark::State& state) {
+    auto& f = fixture();
+    for (auto _ : state) {
+        TranscriptReader reader(f.messagesPath);
+        reader.update();
+        benchmark::DoNotOptimize(reader.facts());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.messagesSize));
 }
 
 std::string appendLine(int n) {
@@ -127,12 +155,123 @@ void BM_Reference_Append1KBAndReadBack(benchmark::State& state) {
     ::unlink(path.c_str());
 }
 
+// 50 project folders, each with its live transcript (about 200 KB) and two older ones, and a
+// `claude` process in each project.
+struct Projects {
+    QTemporaryDir home;
+    QString root;
+    std::vector<RunningClaude> running;
+    Projects() {
+        root = home.filePath("projects");
+        for (int i = 0; i < 50; ++i) {
+            const QString cwd = QStringLiteral("/work/project-%1").arg(i);
+            const QString folder = root + "/" + QString(cwd).replace('/', '-');
+            QDir().mkpath(folder);
+            for (int old = 0; old < 2; ++old) {
+                const std::string path =
+                    (folder + QStringLiteral("/old-%1.jsonl").arg(old)).toStdString();
+                TranscriptFixture::write(path, 20000, cwd.toStdString(), unsigned(old));
+                const timespec past[2] = {{time(nullptr) - 3600 * (old + 1), 0},
+                                          {time(nullptr) - 3600 * (old + 1), 0}};
+                ::utimensat(AT_FDCWD, path.c_str(), past, 0);
+            }
+            TranscriptFixture::write(
+                (folder + QStringLiteral("/live-%1.jsonl").arg(i)).toStdString(), 200000,
+                cwd.toStdString(), unsigned(i));
+            running.push_back({int32_t(1000 + i), cwd.toStdString(), std::nullopt, std::nullopt});
+        }
+    }
+};
+
+Projects& projects() {
+    static Projects p;
+    return p;
+}
+
+// Scanner lines go to standard error on every pass; they are part of the cost, not the output.
+struct QuietStderr {
+    int saved = ::dup(2);
+    QuietStderr() {
+        const int null = ::open("/dev/null", O_WRONLY);
+        ::dup2(null, 2);
+        ::close(null);
+    }
+    ~QuietStderr() {
+        ::dup2(saved, 2);
+        ::close(saved);
+    }
+};
+
+SessionStore::Environment storeEnvironment(const Projects& p) {
+    SessionStore::Environment env;
+    env.settingsPath = p.home.filePath("settings.json");
+    env.playSound = [](const QString&) {};
+    env.runningClaudeCwds = [&p] {
+        std::set<std::string> cwds;
+        for (const auto& r : p.running)
+            cwds.insert(r.cwd);
+        return cwds;
+    };
+    return env;
+}
+
+// Reference: what any pass must do at least, list the folders and stat every transcript.
+void BM_Reference_List50Projects(benchmark::State& state) {
+    auto& p = projects();
+    const std::string root = p.root.toStdString();
+    for (auto _ : state) {
+        int files = 0;
+        DIR* top = ::opendir(root.c_str());
+        while (const dirent* e = ::readdir(top)) {
+            if (e->d_name[0] == '.')
+                continue;
+            const std::string folder = root + "/" + e->d_name;
+            DIR* dir = ::opendir(folder.c_str());
+            while (const dirent* f = ::readdir(dir)) {
+                struct stat st {};
+                files += ::fstatat(::dirfd(dir), f->d_name, &st, 0) == 0;
+            }
+            ::closedir(dir);
+        }
+        ::closedir(top);
+        benchmark::DoNotOptimize(files);
+    }
+}
+
+// A pass with nothing new, as after a file event elsewhere or on the fallback timer.
+void BM_Scan50Projects(benchmark::State& state) {
+    auto& p = projects();
+    QuietStderr quiet;
+    SessionStore store(storeEnvironment(p));
+    SessionScanner scanner(&store, {p.root, [&p] { return p.running; }, {}});
+    scanner.scan();
+    for (auto _ : state)
+        scanner.scan();
+    state.counters["sessions"] = double(store.sessions().size());
+}
+
+// The first pass after start-up: every live transcript read from its beginning.
+void BM_Scan50Projects_FirstPass(benchmark::State& state) {
+    auto& p = projects();
+    QuietStderr quiet;
+    for (auto _ : state) {
+        SessionStore store(storeEnvironment(p));
+        SessionScanner scanner(&store, {p.root, [&p] { return p.running; }, {}});
+        scanner.scan();
+    }
+}
+
 } // namespace
 
 BENCHMARK(BM_Reference_RawRead100MB)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Reference_ReadAndMemchr100MB)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TranscriptFirstRead100MB)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Reference_RawRead100MB_MessagesOnly)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TranscriptFirstRead100MB_MessagesOnly)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Reference_Append1KBAndReadBack)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_TranscriptAppend1KB)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Reference_List50Projects)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Scan50Projects)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Scan50Projects_FirstPass)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

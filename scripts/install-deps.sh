@@ -13,7 +13,7 @@ debian_packages=(
     qml6-module-qtquick-controls qml6-module-qtquick-templates qml6-module-qtquick-layouts
     qml6-module-qtqml-workerscript qml6-module-qttest qml6-module-qt5compat-graphicaleffects ccache
     libgl-dev libegl-dev libxkbcommon-dev libx11-dev libxtst-dev libxext-dev
-    nlohmann-json3-dev libbenchmark-dev
+    nlohmann-json3-dev libbenchmark-dev libsimdjson-dev
     libpulse-dev pulseaudio pulseaudio-utils sound-theme-freedesktop
     dbus dbus-x11 python3-dbusmock python3-dbus python3-gi
     xvfb x11-utils xdotool tmux hyperfine iproute2 procps desktop-file-utils
@@ -42,7 +42,7 @@ install_debian() {
 
 install_macos() {
     command -v brew >/dev/null || { echo "install-deps: Homebrew is required on macOS" >&2; exit 1; }
-    local formulae=(cmake ninja qt nlohmann-json google-benchmark hyperfine tmux node clang-format)
+    local formulae=(cmake ninja qt nlohmann-json simdjson google-benchmark hyperfine tmux node clang-format)
     for f in "${formulae[@]}"; do
         brew list --versions "$f" >/dev/null 2>&1 || brew install "$f"
     done

@@ -3,7 +3,7 @@
 
 #include <QRegularExpression>
 
-#include <nlohmann/json.hpp>
+#include <simdjson.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,8 +12,6 @@
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
-
-using nlohmann::json;
 
 namespace {
 
@@ -30,11 +28,6 @@ const char* skipSpace(const char* p, const char* end) {
 bool startsWith(const char* p, const char* end, std::string_view prefix) {
     return std::size_t(end - p) >= prefix.size() &&
            std::memcmp(p, prefix.data(), prefix.size()) == 0;
-}
-
-const std::string* stringAt(const json& object, const char* key) {
-    auto it = object.find(key);
-    return it != object.end() && it->is_string() ? &it->get_ref<const std::string&>() : nullptr;
 }
 
 // Cuts after `limit` characters (code points, so a surrogate pair is never split).
@@ -90,29 +83,34 @@ std::optional<QString> TranscriptParse::promptText(std::string_view utf8) {
 void TranscriptParse::consumeLine(std::string_view line) {
     if (!mayBeMessage(line))
         return;
-    const json j = json::parse(line.begin(), line.end(), nullptr, false);
-    if (j.is_discarded() || !j.is_object())
+    // simdjson wants readable padding after the text; one buffer per thread is reused.
+    static thread_local simdjson::dom::parser parser;
+    static thread_local std::string padded;
+    padded.resize(line.size() + simdjson::SIMDJSON_PADDING);
+    std::memcpy(padded.data(), line.data(), line.size());
+    simdjson::dom::object j;
+    if (parser.parse(padded.data(), line.size(), false).get_object().get(j))
         return;
-    const std::string* type = stringAt(j, "type");
-    if (!type || (*type != "user" && *type != "assistant"))
+    std::string_view type;
+    if (j["type"].get_string().get(type) || (type != "user" && type != "assistant"))
         return;
-    const bool assistant = *type == "assistant";
+    const bool assistant = type == "assistant";
     m_sawMessage = true;
     m_lastIsAssistant = assistant;
     m_lastStopReason.reset();
-    if (const std::string* cwd = stringAt(j, "cwd"))
-        m_cwd = *cwd;
+    if (std::string_view cwd; !j["cwd"].get_string().get(cwd))
+        m_cwd = std::string(cwd);
 
-    auto message = j.find("message");
-    if (message == j.end() || !message->is_object())
+    simdjson::dom::object message;
+    if (j["message"].get_object().get(message))
         return;
     if (assistant) {
-        if (const std::string* stop = stringAt(*message, "stop_reason"))
-            m_lastStopReason = *stop;
-        if (const std::string* model = stringAt(*message, "model"))
-            m_lastModel = *model;
+        if (std::string_view stop; !message["stop_reason"].get_string().get(stop))
+            m_lastStopReason = std::string(stop);
+        if (std::string_view model; !message["model"].get_string().get(model))
+            m_lastModel = std::string(model);
     }
-    auto addPrompt = [this](const std::string& raw) {
+    auto addPrompt = [this](std::string_view raw) {
         if (auto prompt = promptText(raw)) {
             if (!m_firstPrompt)
                 m_firstPrompt = prompt;
@@ -121,43 +119,42 @@ void TranscriptParse::consumeLine(std::string_view line) {
         }
     };
 
-    auto content = message->find("content");
-    if (content == message->end())
+    simdjson::dom::element content;
+    if (message["content"].get(content))
         return;
-    if (content->is_string()) {
-        const auto& text = content->get_ref<const std::string&>();
+    if (std::string_view text; !content.get_string().get(text)) {
         if (!assistant)
             addPrompt(text);
         else if (!text.empty())
-            m_lastAssistant = text;
+            m_lastAssistant = std::string(text);
         return;
     }
-    if (!content->is_array())
+    simdjson::dom::array blocks;
+    if (content.get_array().get(blocks))
         return;
     std::string assistantText;
-    for (const json& block : *content) {
-        if (!block.is_object())
+    for (simdjson::dom::element element : blocks) {
+        simdjson::dom::object block;
+        std::string_view blockType;
+        if (element.get_object().get(block) || block["type"].get_string().get(blockType))
             continue;
-        const std::string* blockType = stringAt(block, "type");
-        if (!blockType)
-            continue;
-        if (*blockType == "text") {
-            const std::string* text = stringAt(block, "text");
-            if (!text)
+        if (blockType == "text") {
+            std::string_view text;
+            if (block["text"].get_string().get(text))
                 continue;
             if (!assistant) {
-                addPrompt(*text);
-            } else if (!text->empty()) {
+                addPrompt(text);
+            } else if (!text.empty()) {
                 if (!assistantText.empty())
                     assistantText += '\n';
-                assistantText += *text;
+                assistantText += text;
             }
-        } else if (*blockType == "tool_use") {
-            if (const std::string* id = stringAt(block, "id"))
-                m_openToolUses.insert(*id);
-        } else if (*blockType == "tool_result") {
-            if (const std::string* id = stringAt(block, "tool_use_id"))
-                m_openToolUses.erase(*id);
+        } else if (blockType == "tool_use") {
+            if (std::string_view id; !block["id"].get_string().get(id))
+                m_openToolUses.insert(std::string(id));
+        } else if (blockType == "tool_result") {
+            if (std::string_view id; !block["tool_use_id"].get_string().get(id))
+                m_openToolUses.erase(std::string(id));
         }
     }
     if (!assistantText.empty())
