@@ -274,4 +274,13 @@ BENCHMARK(BM_Reference_List50Projects)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Scan50Projects)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Scan50Projects_FirstPass)->Unit(benchmark::kMillisecond);
 
-BENCHMARK_MAIN();
+// `bench_sessionscanner --write-transcript PATH BYTES CWD` writes a fixture transcript for
+// scripts that measure the whole app (bench/scanner_cpu.py); otherwise the benchmarks run.
+int main(int argc, char** argv) {
+    if (argc == 5 && std::string_view(argv[1]) == "--write-transcript")
+        return TranscriptFixture::write(argv[2], std::stoull(argv[3]), argv[4]) ? 0 : 1;
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
