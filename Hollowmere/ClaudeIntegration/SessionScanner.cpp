@@ -60,6 +60,15 @@ std::vector<std::string> subfolders(const std::string& root) {
     return names;
 }
 
+qint64 modifiedMs(const struct stat& st) {
+#if defined(__APPLE__)
+    const timespec& t = st.st_mtimespec;
+#else
+    const timespec& t = st.st_mtim;
+#endif
+    return qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
+}
+
 struct Newest {
     std::string name;
     qint64 mtimeMs = distantPastMs;
@@ -80,7 +89,7 @@ std::optional<Newest> newestTranscript(const std::string& folder) {
         if (::fstatat(::dirfd(dir), e->d_name, &st, 0) == 0) {
             if (S_ISDIR(st.st_mode))
                 continue;
-            mtime = qint64(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
+            mtime = modifiedMs(st);
         }
         if (!best || mtime > best->mtimeMs)
             best = Newest{std::string(name), mtime};
