@@ -45,9 +45,10 @@ private slots:
     void keysStepClampAndMute();
     void followsTheDefaultSink();
     void comesBackAfterTheServerRestarts();
+    void startsBeforeTheServer();
 
 private:
-    void startPulse();
+    void startPulse(const QString& socketName = "native");
     QTemporaryDir m_dir;
     std::unique_ptr<Daemons::Process> m_pulse;
 };
@@ -59,10 +60,10 @@ void TestVolumePulse::initTestCase() {
     pactl({"set-default-sink", "alpha"});
 }
 
-void TestVolumePulse::startPulse() {
+void TestVolumePulse::startPulse(const QString& socketName) {
     const QString run = m_dir.path() + "/run", home = m_dir.path() + "/home";
     QVERIFY(QDir().mkpath(run) && QDir().mkpath(home));
-    const QString socket = run + "/native";
+    const QString socket = run + "/" + socketName;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("HOME", home);
     env.insert("XDG_RUNTIME_DIR", run);
@@ -160,6 +161,25 @@ void TestVolumePulse::comesBackAfterTheServerRestarts() {
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.75f, Daemons::readyWaitMs);
     keys.handle(press(MediaKeys::soundUpCode));
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.8125f, Daemons::readyWaitMs);
+}
+
+void TestVolumePulse::startsBeforeTheServer() {
+    m_pulse.reset();
+    qputenv("PULSE_SERVER", ("unix:" + m_dir.path() + "/run/later").toUtf8());
+    QTest::ignoreMessage(QtWarningMsg,
+                         "Hollowmere: no PulseAudio server yet; volume follows once one runs");
+    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
+    VolumeMonitor volume(makeAudioOutput(), &keys);
+    volume.start();
+    QCOMPARE(volume.deviceID(), 0u);
+    keys.handle(press(MediaKeys::soundUpCode));
+    QCOMPARE(volume.volume(), 0.0f);
+
+    startPulse("later");
+    pactl({"set-default-sink", "beta"});
+    pactl({"set-sink-volume", "beta", "16384"});
+    QTRY_COMPARE_WITH_TIMEOUT(volume.deviceID(), sinkId("beta"), Daemons::readyWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.25f, Daemons::readyWaitMs);
 }
 
 int main(int argc, char** argv) {

@@ -17,7 +17,10 @@
 
 namespace {
 
-constexpr int reconnectDelayMs = 2000;
+// Retries start quickly (a restarting server is back in a moment) and back off on a machine that
+// has no server at all.
+constexpr int firstRetryMs = 2000;
+constexpr int longestRetryMs = 60000;
 
 class PulseAudioOutput final : public AudioOutput {
 public:
@@ -64,6 +67,9 @@ private:
     pa_context* m_context = nullptr;
     std::set<uint32_t> m_watched; // sink indexes; guarded by the main-loop lock
     bool m_reconnectPending = false;
+    // Main thread only.
+    bool m_connected = false;
+    int m_retryMs = firstRetryMs;
 };
 
 PulseAudioOutput::PulseAudioOutput() {
@@ -72,8 +78,12 @@ PulseAudioOutput::PulseAudioOutput() {
         qWarning().noquote() << "Hollowmere: cannot start the PulseAudio client loop";
         return;
     }
-    if (!connectToServer())
+    m_connected = connectToServer();
+    if (!m_connected) {
+        qWarning().noquote()
+            << "Hollowmere: no PulseAudio server yet; volume follows once one runs";
         scheduleReconnect();
+    }
 }
 
 PulseAudioOutput::~PulseAudioOutput() {
@@ -133,13 +143,17 @@ void PulseAudioOutput::scheduleReconnect() {
     if (m_reconnectPending || !m_loop)
         return;
     m_reconnectPending = true;
-    QTimer::singleShot(reconnectDelayMs, this, [this] {
+    QTimer::singleShot(m_retryMs, this, [this] {
         m_reconnectPending = false;
         disconnectFromServer();
-        if (connectToServer())
+        m_connected = connectToServer();
+        if (m_connected) {
+            m_retryMs = firstRetryMs;
             emit defaultDeviceChanged();
-        else
+        } else {
+            m_retryMs = std::min(m_retryMs * 2, longestRetryMs);
             scheduleReconnect();
+        }
     });
 }
 
@@ -160,7 +174,10 @@ void PulseAudioOutput::onState(pa_context* c, void* self) {
         QMetaObject::invokeMethod(
             out,
             [out] {
-                qWarning().noquote() << "Hollowmere: lost the PulseAudio server, retrying";
+                // Said once per loss, not at every failed retry.
+                if (out->m_connected)
+                    qWarning().noquote() << "Hollowmere: lost the PulseAudio server, retrying";
+                out->m_connected = false;
                 out->scheduleReconnect();
             },
             Qt::QueuedConnection);

@@ -55,6 +55,10 @@ std::optional<long> SysfsBacklight::readNumber(const char* file) const {
 std::optional<float> SysfsBacklight::brightness() {
     if (m_device.isEmpty())
         return std::nullopt;
+    // Our own write in flight is the level: reading the folder now would report the old one and
+    // look like someone else had turned it back.
+    if (m_pending->calls > 0)
+        return m_pending->level;
     const auto max = readNumber("max_brightness");
     const auto value = readNumber("brightness");
     if (!max || !value || *max <= 0)
@@ -73,14 +77,20 @@ bool SysfsBacklight::setBrightness(float value) {
         QStringLiteral("org.freedesktop.login1"), m_sessionPath,
         QStringLiteral("org.freedesktop.login1.Session"), QStringLiteral("SetBrightness"));
     call << QStringLiteral("backlight") << m_device << raw;
-    // Asynchronous: key repeats must not wait on logind.
+    // Asynchronous: key repeats must not wait on logind, which writes the folder before it
+    // answers.
+    ++m_pending->calls;
+    m_pending->level = float(raw) / float(*max);
     auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call, 2000));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [](QDBusPendingCallWatcher* w) {
-        const QDBusPendingReply<> reply = *w;
-        if (reply.isError())
-            qWarning().noquote() << "Hollowmere: brightness not set:" << reply.error().message();
-        w->deleteLater();
-    });
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished,
+                     [pending = m_pending](QDBusPendingCallWatcher* w) {
+                         --pending->calls;
+                         const QDBusPendingReply<> reply = *w;
+                         if (reply.isError())
+                             qWarning().noquote()
+                                 << "Hollowmere: brightness not set:" << reply.error().message();
+                         w->deleteLater();
+                     });
     return true;
 }
 

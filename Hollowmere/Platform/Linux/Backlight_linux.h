@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include <memory>
+
 // The first backlight under a sysfs folder (firmware before platform before raw), read from its
 // files and written through logind's Session.SetBrightness on the system bus, which needs no
 // privileges for the active session.
@@ -20,8 +22,14 @@ public:
     QString deviceName() const { return m_device; }
 
 private:
+    // Writes logind has not yet confirmed; until it does, the folder may still hold the old level.
+    struct Pending {
+        int calls = 0;
+        float level = 0;
+    };
     std::optional<long> readNumber(const char* file) const;
 
+    std::shared_ptr<Pending> m_pending = std::make_shared<Pending>();
     QString m_root;
     QString m_sessionPath;
     QString m_device;
