@@ -14,6 +14,7 @@ private slots:
     void cleanupTestCase();
     void playsTheThemeSoundForTheSystemName_data();
     void playsTheThemeSoundForTheSystemName();
+    void aSoundStillPlayingIsNotStartedAgain();
     void withoutServerNothingHappens();
 
 private:
@@ -73,6 +74,21 @@ void TestSounds::playsTheThemeSoundForTheSystemName() {
     QTRY_VERIFY_WITH_TIMEOUT(!streamsPlaying().contains("media.name"), 20000);
     Sounds::play(systemName);
     QTRY_VERIFY_WITH_TIMEOUT(streamsPlaying().contains(themeFile), 20000);
+}
+
+void TestSounds::aSoundStillPlayingIsNotStartedAgain() {
+    if (QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                               "sounds/freedesktop/stereo/complete.oga")
+            .isEmpty())
+        QSKIP("the freedesktop sound theme is not installed");
+    QTRY_VERIFY_WITH_TIMEOUT(!streamsPlaying().contains("media.name"), 20000);
+    // Three sessions stopping at once: one chime ("Hero" is the same theme sound).
+    Sounds::play("Glass");
+    Sounds::play("Glass");
+    Sounds::play("Hero");
+    QTRY_VERIFY_WITH_TIMEOUT(streamsPlaying().contains("complete.oga"), 20000);
+    QTest::qWait(300); // time enough for a second player to connect, had one started
+    QCOMPARE(streamsPlaying().count("Sink Input #"), 1);
 }
 
 void TestSounds::withoutServerNothingHappens() {

@@ -7,6 +7,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <mutex>
+#include <set>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
@@ -51,6 +53,18 @@ QString themeFile(const QString& sound) {
     return {};
 }
 
+// Sound files whose player has not ended yet; touched by the caller and by reaper threads. Never
+// destroyed, so a reaper that outlives the app's statics finds it still there.
+struct Playing {
+    std::mutex mutex;
+    std::set<QString> names;
+};
+
+Playing& playing() {
+    static auto* instance = new Playing;
+    return *instance;
+}
+
 } // namespace
 
 void play(const QString& systemName) {
@@ -60,6 +74,13 @@ void play(const QString& systemName) {
     static const QString player = QStandardPaths::findExecutable(QStringLiteral("paplay"));
     if (player.isEmpty())
         return;
+    // As a named NSSound does, a sound still playing is not started again: stops of several
+    // sessions at once give one chime, not a pile of them.
+    {
+        std::lock_guard lock(playing().mutex);
+        if (!playing().names.insert(file).second)
+            return;
+    }
     // A missing sound server only fails inside paplay. posix_spawn, unlike the fork behind
     // QProcess, does not copy this process's memory map: a sound costs the caller well under a
     // millisecond however large the app has grown, and the hook answered after it is not held up.
@@ -67,9 +88,16 @@ void play(const QString& systemName) {
     QByteArray sound = QFile::encodeName(file);
     char* argv[] = {program.data(), sound.data(), nullptr};
     pid_t pid = 0;
-    if (posix_spawn(&pid, program.constData(), nullptr, nullptr, argv, environ) != 0)
+    if (posix_spawn(&pid, program.constData(), nullptr, nullptr, argv, environ) != 0) {
+        std::lock_guard lock(playing().mutex);
+        playing().names.erase(file);
         return;
-    std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
+    }
+    std::thread([pid, file] {
+        waitpid(pid, nullptr, 0);
+        std::lock_guard lock(playing().mutex);
+        playing().names.erase(file);
+    }).detach();
 }
 
 } // namespace Sounds
