@@ -83,9 +83,17 @@ std::optional<QString> TranscriptParse::promptText(std::string_view utf8) {
 void TranscriptParse::consumeLine(std::string_view line) {
     if (!mayBeMessage(line))
         return;
-    // simdjson wants readable padding after the text; one buffer per thread is reused.
-    static thread_local simdjson::dom::parser parser;
-    static thread_local std::string padded;
+    // simdjson wants readable padding after the text. The parser and buffer are reused for
+    // ordinary lines; a rare huge one (a pasted image) gets its own, released right after, so
+    // its memory is not kept for the life of the app.
+    constexpr std::size_t reusedUpTo = 1u << 20;
+    static thread_local simdjson::dom::parser reusedParser;
+    static thread_local std::string reusedBuffer;
+    std::optional<simdjson::dom::parser> ownParser;
+    std::string ownBuffer;
+    const bool huge = line.size() > reusedUpTo;
+    simdjson::dom::parser& parser = huge ? ownParser.emplace() : reusedParser;
+    std::string& padded = huge ? ownBuffer : reusedBuffer;
     padded.resize(line.size() + simdjson::SIMDJSON_PADDING);
     std::memcpy(padded.data(), line.data(), line.size());
     simdjson::dom::object j;
