@@ -144,6 +144,22 @@ class ClaudeCodeTest(unittest.TestCase):
                                                     run.result["session_id"]), [])
             return run, api.tool_results()
 
+    def start_interactive_claude(self, api, prompt):
+        """Claude Code in tmux, asking in its terminal as a user would see it. Returns the tmux
+        command prefix and a function that reads the screen."""
+        tmux = ["tmux", "-S", os.path.join(self.root, "tmux.sock")]
+        self.addCleanup(subprocess.run, tmux + ["kill-server"], capture_output=True)
+        subprocess.run(tmux + ["new-session", "-d", "-x", "160", "-y", "45", "-c", self.project,
+                               claude_env.claude_binary(), "--permission-mode", "default", prompt],
+                       env=claude_env.claude_environment(self.home, api.port), check=True,
+                       timeout=30)
+
+        def screen():
+            return subprocess.run(tmux + ["capture-pane", "-p"], capture_output=True, text=True,
+                                  timeout=30).stdout
+
+        return tmux, screen
+
     def project_file(self, name):
         return os.path.exists(os.path.join(self.project, name))
 
@@ -191,21 +207,9 @@ class ClaudeCodeTest(unittest.TestCase):
             [{"type": "text", "text": "Blue it is."}],
         ]
         app = self.start_app("pick")
-        tmux = ["tmux", "-S", os.path.join(self.root, "tmux.sock")]
-        self.addCleanup(subprocess.run, tmux + ["kill-server"], capture_output=True)
         workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
         with claude_env.StandIn(script, workdir) as api:
-            env = claude_env.claude_environment(self.home, api.port)
-            subprocess.run(tmux + ["new-session", "-d", "-x", "160", "-y", "45", "-c",
-                                   self.project, claude_env.claude_binary(),
-                                   "--permission-mode", "default", "Please ask me."],
-                           env=env, check=True, timeout=30)
-
-            def screen():
-                done = subprocess.run(tmux + ["capture-pane", "-p"], capture_output=True,
-                                      text=True, timeout=30)
-                return done.stdout
-
+            _, screen = self.start_interactive_claude(api, "Please ask me.")
             self.assertTrue(wait_until(lambda: api.tool_results(), 90), screen())
             results = api.tool_results()
             self.assertEqual(len(results), 1, results)
@@ -277,22 +281,10 @@ class ClaudeCodeTest(unittest.TestCase):
         """Interactively, passthrough means Claude Code shows its own question in the terminal
         (and says so through the Notification hook); answering there runs the tool."""
         app = self.start_app("none")
-        tmux = ["tmux", "-S", os.path.join(self.root, "tmux.sock")]
-        self.addCleanup(subprocess.run, tmux + ["kill-server"], capture_output=True)
         workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
         with claude_env.StandIn(ONE_TOUCH, workdir) as api:
-            env = claude_env.claude_environment(self.home, api.port)
             start = time.monotonic()
-            subprocess.run(tmux + ["new-session", "-d", "-x", "160", "-y", "45", "-c",
-                                   self.project, claude_env.claude_binary(),
-                                   "--permission-mode", "default", "Please do the task."],
-                           env=env, check=True, timeout=30)
-
-            def screen():
-                done = subprocess.run(tmux + ["capture-pane", "-p"], capture_output=True,
-                                      text=True, timeout=30)
-                return done.stdout
-
+            tmux, screen = self.start_interactive_claude(api, "Please do the task.")
             self.assertTrue(wait_until(lambda: "Do you want to proceed?" in screen(), 90),
                             screen())
             self.assertGreaterEqual(time.monotonic() - start, PASSTHROUGH_AFTER)
