@@ -4,12 +4,11 @@
 #include "Platform/ProcessTable.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace {
 
-constexpr std::array<std::pair<std::string_view, std::string_view>, 22> terminalBundles{{
+constexpr std::pair<std::string_view, std::string_view> terminalBundles[] = {
     {"Terminal", "com.apple.Terminal"},
     {"iTerm2", "com.googlecode.iterm2"},
     {"ghostty", "com.mitchellh.ghostty"},
@@ -30,10 +29,11 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 22> terminal
     {"terminator", "org.gnome.Terminator"},
     {"xterm", "net.invisible_island.xterm"},
     {"urxvt", "de.schmorp.urxvt"},
+    {"urxvtd", "de.schmorp.urxvt"},
     {"foot", "org.codeberg.dnkl.foot"},
     {"warp", "dev.warp.Warp-Stable"},
     {"code", "com.visualstudio.code"},
-}};
+};
 
 // Ancestors looked at above a process: enough for terminal, shell, tmux and a wrapper or two,
 // and a bound on work for a walk that runs on timers.
