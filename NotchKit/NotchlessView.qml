@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+import QtQuick
+import NotchKit
+
+// The floating style for screens without a notch: a rounded card that hangs below the menu
+// bar when expanded and waits above the top edge otherwise.
+Item {
+    id: view
+
+    required property NotchSurface surface
+    required property NotchLayout layout
+
+    Item {
+        id: card
+        objectName: "floatingCard"
+        x: view.layout.floatingRect.x
+        width: view.layout.floatingRect.width
+        height: view.layout.floatingRect.height
+        readonly property real targetY: view.layout.floatingRect.y
+
+        onTargetYChanged: {
+            const curve = view.surface.stateAnimation
+            slide.stop()
+            slide.duration = curve.durationMs
+            slide.easing.bezierCurve = curve.bezierCurve
+            slide.from = y
+            slide.to = targetY
+            slide.start()
+        }
+        Component.onCompleted: y = targetY
+
+        NumberAnimation {
+            id: slide
+            target: card
+            property: "y"
+            easing.type: Easing.BezierSpline
+        }
+
+        VisualEffectView {
+            anchors.fill: parent
+            radius: view.layout.floatingCornerRadius
+            material: view.layout.floatingMaterialColor
+        }
+
+        NotchContentSlot {
+            id: content
+            objectName: "expandedContent"
+            content: view.surface ? view.surface.expandedContent : null
+            section: 0
+            surface: view.surface
+            x: view.layout.floatingPadding
+            y: view.layout.floatingPadding
+            shown: view.layout.showsExpanded
+            hiddenScale: view.layout.expandedTransitionScale
+            blurRadius: view.layout.transitionBlur
+            transformOrigin: Item.Top
+            onWidthChanged: view.reportSize()
+            onHeightChanged: view.reportSize()
+        }
+
+        // Hairline over the edge.
+        Rectangle {
+            anchors.fill: parent
+            anchors.margins: view.layout.hairlineInset
+            radius: view.layout.floatingCornerRadius - view.layout.hairlineInset
+            color: "transparent"
+            border.width: 1
+            border.color: view.layout.hairlineColor
+        }
+
+        HoverHandler {
+            onHoveredChanged: view.surface.updateHoverState(hovered)
+        }
+    }
+
+    function reportSize() {
+        layout.expandedContentSize = Qt.size(content.width, content.height)
+    }
+    Component.onCompleted: reportSize()
+}
