@@ -1,10 +1,24 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Renders pictures of the views into BUILD/demo, for a person to look at.
+# Renders pictures of the views into BUILD/demo, for a person to look at. Linux renders the notch
+# on a private X server (Xvfb) at twice the scale, so shadows and blurs take the desktop path.
 #   scripts/demo.sh [BUILD_DIR]
 set -euo pipefail
 build="${1:-build}"
-mkdir -p "$build/demo"
+out="$build/demo"
+mkdir -p "$out"
+
+render() {
+    if [ "$(uname -s)" = Linux ]; then
+        QT_QPA_PLATFORM=xcb QT_SCALE_FACTOR=2 \
+            xvfb-run -a -s "-screen 0 3840x2160x24" "$@"
+    else
+        "$@"
+    fi
+}
 
 # HUD: the compact volume, brightness and low-battery views.
-"$build/bin/hollowmere-hud-demo" "$build/demo"
+"$build/bin/hollowmere-hud-demo" "$out"
+
+# NotchKit: notch and floating styles, compact and expanded.
+render "$build/bin/notchkit-demo" "$out"
