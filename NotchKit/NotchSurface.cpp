@@ -66,14 +66,17 @@ void NotchSurface::show(NotchState target, QScreen* screen, bool skipHide, Compl
             done();
         return;
     }
-    // A hide in progress is abandoned, so the window is never removed under a notch that
-    // is being shown again; so is one held back by the pointer.
+    // A hide in progress is abandoned and its window reused, so the window is never removed
+    // under a notch that is being shown again; a hide held back by the pointer goes too.
+    const bool abandonedHide = !m_closePanelTask.isNull();
     cancelClosePanelTask();
     delete m_hideRetryTask.data();
-    if (m_state != NotchState::hidden && m_window && m_window->screen() == screen) {
+    const bool sameScreen = m_window && m_window->screen() == screen;
+    if (m_state != NotchState::hidden && sameScreen) {
         convertInPlace(target, skipHide);
     } else {
-        initializeWindow(screen, false);
+        if (!(abandonedHide && sameScreen))
+            initializeWindow(screen, false);
         animateState(effectiveOpeningAnimation(), target);
         showWindow();
     }
@@ -254,10 +257,12 @@ void NotchSurface::deinitializeWindow() {
 void NotchSurface::showWindow() {
     if (!m_window)
         return;
-    m_window->setOpacity(0);
+    // A window kept from an abandoned hide fades back from where its fade-out stopped.
+    const double from = m_window->isVisible() ? m_window->opacity() : 0.0;
+    m_window->setOpacity(from);
     m_window->orderFrontRegardless();
     auto* fade = new QVariantAnimation(m_window);
-    fade->setStartValue(0.0);
+    fade->setStartValue(from);
     fade->setEndValue(1.0);
     fade->setDuration(windowFade);
     fade->setEasingCurve(NotchAnimation::easeOut(windowFade / 1000.0).easingCurve());

@@ -140,11 +140,13 @@ void TestNotchSurface::hideRemovesTheWindowAfterPauseAndFade() {
 void TestNotchSurface::showDuringAHideKeepsTheWindow() {
     auto notch = make(NotchHover::none, NotchStyle::automatic());
     notch->expand(screen());
+    QPointer<NotchPanel> window = notch->window();
     bool hidden = false;
     notch->hide([&] { hidden = true; });
     QTest::qWait(100);
     notch->expand(screen());
     QCOMPARE(notch->state(), NotchState::expanded);
+    QCOMPARE(notch->window(), window.data());
     QVERIFY(!notch->hasPendingClose());
     // Long past the abandoned close: the window is still up and opaque.
     QTest::qWait(800);
@@ -159,7 +161,7 @@ void TestNotchSurface::showDuringAHideKeepsTheWindow() {
     QTest::qWait(300);
     notch->compact(screen());
     QTest::qWait(600);
-    QVERIFY(notch->window());
+    QCOMPARE(notch->window(), window.data());
     QCOMPARE(notch->state(), NotchState::compact);
     QTRY_COMPARE(notch->window()->opacity(), 1.0);
 }
