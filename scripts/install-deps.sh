@@ -16,7 +16,7 @@ debian_packages=(
     nlohmann-json3-dev libbenchmark-dev libsimdjson-dev
     libpulse-dev pulseaudio pulseaudio-utils sound-theme-freedesktop
     dbus dbus-x11 python3-dbusmock python3-dbus python3-gi
-    xvfb x11-utils xdotool tmux hyperfine iproute2 procps desktop-file-utils
+    xvfb xauth x11-utils xdotool tmux hyperfine iproute2 procps desktop-file-utils
     nodejs npm curl ca-certificates
 )
 
