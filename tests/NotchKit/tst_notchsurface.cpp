@@ -143,8 +143,14 @@ void TestNotchSurface::showDuringAHideKeepsTheWindow() {
     QPointer<NotchPanel> window = notch->window();
     bool hidden = false;
     notch->hide([&] { hidden = true; });
-    QTest::qWait(100);
-    notch->expand(screen());
+    // 0.1 s later; a timer, so that it comes before the close's own 0.25 s timer however
+    // late the event loop runs.
+    bool shown = false;
+    QTimer::singleShot(100, notch.get(), [&] {
+        notch->expand(screen());
+        shown = true;
+    });
+    QTRY_VERIFY(shown);
     QCOMPARE(notch->state(), NotchState::expanded);
     QCOMPARE(notch->window(), window.data());
     QVERIFY(!notch->hasPendingClose());
@@ -156,10 +162,18 @@ void TestNotchSurface::showDuringAHideKeepsTheWindow() {
     QTRY_COMPARE(notch->window()->opacity(), 1.0);
     QCOMPARE(livePanels(), 1);
 
-    // Even once the fade has begun, a show keeps a window up.
+    // Even once the fade has begun, a show keeps the window (and fades it back in).
     notch->hide();
-    QTest::qWait(300);
-    notch->compact(screen());
+    bool fading = false;
+    connect(window, &QWindow::opacityChanged, this, [&](qreal opacity) {
+        if (fading || opacity >= 1.0 || !notch->isHidden())
+            return;
+        fading = true;
+        // Not from inside the fade's own signal: the show deletes that animation.
+        QTimer::singleShot(0, notch.get(), [&] { notch->compact(screen()); });
+    });
+    QTRY_VERIFY(fading);
+    QTRY_COMPARE(notch->state(), NotchState::compact);
     QTest::qWait(600);
     QCOMPARE(notch->window(), window.data());
     QCOMPARE(notch->state(), NotchState::compact);
