@@ -10,26 +10,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 
-namespace {
-
-ScreenMetrics notchedLaptop() {
-    ScreenMetrics m;
-    m.frame = QRectF(0, 0, 1512, 982);
-    m.visibleFrame = QRectF(0, 37, 1512, 945);
-    m.safeAreaTop = 37;
-    m.auxiliaryTopLeftArea = QRectF(0, 0, 600, 37);
-    m.auxiliaryTopRightArea = QRectF(912, 0, 600, 37);
-    return m;
-}
-
-ScreenMetrics plainMonitor(double x = 0) {
-    ScreenMetrics m;
-    m.frame = QRectF(x, 0, 1920, 1080);
-    m.visibleFrame = QRectF(x, 25, 1920, 1055);
-    return m;
-}
-
-} // namespace
+#include "SampleScreens.h"
 
 class TestNotchGeometry : public QObject {
     Q_OBJECT

@@ -17,17 +17,9 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/shape.h>
 
-namespace {
+#include "SampleScreens.h"
 
-ScreenMetrics notchedLaptop() {
-    ScreenMetrics m;
-    m.frame = QRectF(0, 0, 1512, 982);
-    m.visibleFrame = QRectF(0, 37, 1512, 945);
-    m.safeAreaTop = 37;
-    m.auxiliaryTopLeftArea = QRectF(0, 0, 600, 37);
-    m.auxiliaryTopRightArea = QRectF(912, 0, 600, 37);
-    return m;
-}
+namespace {
 
 QStringList atomProperty(Display* dpy, Window w, const char* name) {
     Atom type = None;

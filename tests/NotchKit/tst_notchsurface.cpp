@@ -10,6 +10,8 @@
 
 #include <memory>
 
+#include "SampleScreens.h"
+
 namespace {
 
 class CountingHaptics : public HapticPerformer {
@@ -17,23 +19,6 @@ public:
     void performAlignmentFeedback() override { ++taps; }
     int taps = 0;
 };
-
-ScreenMetrics notchedLaptop() {
-    ScreenMetrics m;
-    m.frame = QRectF(0, 0, 1512, 982);
-    m.visibleFrame = QRectF(0, 37, 1512, 945);
-    m.safeAreaTop = 37;
-    m.auxiliaryTopLeftArea = QRectF(0, 0, 600, 37);
-    m.auxiliaryTopRightArea = QRectF(912, 0, 600, 37);
-    return m;
-}
-
-ScreenMetrics plainMonitor() {
-    ScreenMetrics m;
-    m.frame = QRectF(0, 0, 1920, 1080);
-    m.visibleFrame = QRectF(0, 25, 1920, 1055);
-    return m;
-}
 
 int livePanels() {
     int n = 0;

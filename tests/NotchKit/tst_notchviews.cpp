@@ -16,24 +16,9 @@
 
 #include <memory>
 
+#include "SampleScreens.h"
+
 namespace {
-
-ScreenMetrics notchedLaptop() {
-    ScreenMetrics m;
-    m.frame = QRectF(0, 0, 1512, 982);
-    m.visibleFrame = QRectF(0, 37, 1512, 945);
-    m.safeAreaTop = 37;
-    m.auxiliaryTopLeftArea = QRectF(0, 0, 600, 37);
-    m.auxiliaryTopRightArea = QRectF(912, 0, 600, 37);
-    return m;
-}
-
-ScreenMetrics plainMonitor() {
-    ScreenMetrics m;
-    m.frame = QRectF(0, 0, 1920, 1080);
-    m.visibleFrame = QRectF(0, 25, 1920, 1055);
-    return m;
-}
 
 // Expanded content that draws nothing itself, 400 × 120, so the pixels are the views' own.
 QQmlComponent* blankContent() {
