@@ -3,6 +3,7 @@
 
 #include "ClaudeIntegration/HooksInstaller.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 
 namespace CommandLine {
@@ -92,11 +93,16 @@ bool isRulesCommand(const QStringList& args) {
     return edits && args.size() == 3 && !args.at(2).isEmpty();
 }
 
+QString versionLine() {
+    return QStringLiteral("Hollowmere ") + QCoreApplication::applicationVersion();
+}
+
 } // namespace
 
 QString usage() {
     return QStringLiteral(
         "usage: hollowmere                        start the app\n"
+        "       hollowmere --version              print the version\n"
         "       hollowmere hooks install          register hollowmere-hook in "
         "~/.claude/settings.json\n"
         "       hollowmere hooks uninstall        remove Hollowmere's hook entries\n"
@@ -114,14 +120,19 @@ bool isCommand(const QStringList& args) {
         return false;
     const QString& first = args.first();
     return !first.startsWith(QLatin1Char('-')) || first == QLatin1String("-h") ||
-           first == QLatin1String("--help");
+           first == QLatin1String("--help") || first == QLatin1String("--version");
 }
 
 int run(const QStringList& args, QTextStream& out, QTextStream& err) {
     if (args.size() == 1 &&
         (args.first() == QLatin1String("help") || args.first() == QLatin1String("-h") ||
          args.first() == QLatin1String("--help"))) {
-        out << usage() << Qt::flush;
+        out << versionLine() << ": Claude Code, right under your camera notch.\n\n"
+            << usage() << Qt::flush;
+        return 0;
+    }
+    if (args.size() == 1 && args.first() == QLatin1String("--version")) {
+        out << versionLine() << Qt::endl;
         return 0;
     }
     if (isHooksCommand(args))

@@ -9,7 +9,8 @@
 namespace CommandLine {
 
 // True when the arguments (program name excluded) ask for a command rather than the app.
-// Anything not starting with "-" is a command (unknown ones get the usage); "-…" belongs to Qt.
+// Anything not starting with "-" is a command (unknown ones get the usage), and so are --help,
+// -h and --version; any other "-…" belongs to Qt.
 bool isCommand(const QStringList& args);
 
 // Runs a command; returns the process exit code: 0 done (or changed), 1 nothing changed or

@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "AppDelegate.h"
 #include "CommandLine.h"
+#include "HollowmereVersion.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QIcon>
 
 int main(int argc, char** argv) {
     // The user-defaults domain: ~/.config/Hollowmere/Hollowmere.conf on Linux.
     QCoreApplication::setOrganizationName(QStringLiteral("Hollowmere"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("hollowmere.app"));
     QCoreApplication::setApplicationName(QStringLiteral("Hollowmere"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(HOLLOWMERE_VERSION));
 
     QStringList args;
     for (int i = 1; i < argc; ++i)
@@ -25,6 +28,8 @@ int main(int argc, char** argv) {
     }
 
     QGuiApplication app(argc, argv);
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/hollowmere.svg")));
+    QGuiApplication::setDesktopFileName(QStringLiteral("hollowmere"));
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching();
     return app.exec();

@@ -161,12 +161,18 @@ private slots:
         QVERIFY(!QFileInfo::exists(m_home->filePath(".claude")));
     }
 
-    void help() {
+    void helpAndVersion() {
+        const QString version = QStringLiteral("Hollowmere " HOLLOWMERE_VERSION);
         for (const char* flag : {"--help", "-h", "help"}) {
             const Result r = run({flag});
             QCOMPARE(r.code, 0);
-            QVERIFY(r.out.startsWith("usage: hollowmere"));
+            QVERIFY2(r.out.startsWith(version + ": "), qPrintable(r.out));
+            QVERIFY(r.out.contains("\nusage: hollowmere"));
         }
+        const Result r = run({"--version"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, version + "\n");
+        QCOMPARE(r.err, QString());
     }
 
     void hookMissingBesideACopy() {
