@@ -4,7 +4,7 @@ BUILD_DIR ?= build
 PRESET ?= default
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu)
 
-.PHONY: all deps deps-test configure build run test bench demo format clean
+.PHONY: all deps deps-test configure build run test bench demo package format clean
 
 all: build
 
@@ -32,6 +32,9 @@ bench: build
 
 demo: build
 	@scripts/demo.sh $(BUILD_DIR)
+
+package: build
+	@scripts/package.sh $(BUILD_DIR)
 
 format:
 	@git ls-files '*.cpp' '*.h' '*.mm' | xargs clang-format -i

@@ -18,6 +18,7 @@ debian_packages=(
     dbus dbus-x11 python3-dbusmock python3-dbus python3-gi
     xvfb xauth x11-utils xdotool tmux hyperfine iproute2 procps desktop-file-utils
     nodejs npm curl ca-certificates
+    dpkg-dev lintian appstream file
 )
 
 install_debian() {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # An installed Hollowmere finds its hook: `cmake --install` into a scratch prefix, then
-# `hollowmere hooks install` from there registers the hook installed beside it.
+# `hollowmere hooks install` from there registers the hook installed beside it. (The .deb is
+# checked by tests/packaging/test_deb.py.)
 #   installed_layout.sh BUILD_DIR
 set -euo pipefail
 build="$1"
@@ -11,6 +12,8 @@ cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
 export HOME="$scratch/home"
 mkdir -p "$HOME"
 bin="$scratch/prefix/bin"
+# On macOS the installation is the app bundle, the hook beside the main executable.
+[ "$(uname -s)" = Darwin ] && bin="$scratch/prefix/Hollowmere.app/Contents/MacOS"
 fail() { echo "installed_layout: $*" >&2; exit 1; }
 
 [ -x "$bin/hollowmere-hook" ] || fail "hollowmere-hook not installed beside hollowmere"
