@@ -34,3 +34,9 @@ run bench_hud_poll --benchmark_repetitions=5 --benchmark_report_aggregates_only=
 # while a live 100 MB transcript grows by 1 KB every 100 ms, beside the same app idle.
 run bench_sessionscanner --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
 "$(dirname "$0")/../bench/scanner_cpu.py" "$build"
+
+# Package: the .deb's size, and the installed app's start until its hook server listens, cold and
+# warm, beside the same executable answering --version.
+if [ "$(uname -s)" = Linux ]; then
+    "$(dirname "$0")/../bench/package_start.py" "$build"
+fi
