@@ -7,14 +7,29 @@ using nlohmann::json;
 
 namespace {
 
-std::optional<HookEvent::Kind> kindForHook(std::string_view hookEventName) {
+std::optional<ClaudeHook> hookNamed(std::string_view hookEventName) {
     if (hookEventName == "PreToolUse")
-        return HookEvent::Kind::permissionRequest;
+        return ClaudeHook::preToolUse;
+    if (hookEventName == "PermissionRequest")
+        return ClaudeHook::permissionRequest;
     if (hookEventName == "Notification")
-        return HookEvent::Kind::notification;
+        return ClaudeHook::notification;
     if (hookEventName == "Stop")
-        return HookEvent::Kind::stop;
+        return ClaudeHook::stop;
     return std::nullopt;
+}
+
+HookEvent::Kind kindFor(ClaudeHook hook) {
+    switch (hook) {
+    case ClaudeHook::preToolUse:
+    case ClaudeHook::permissionRequest:
+        return HookEvent::Kind::permissionRequest;
+    case ClaudeHook::notification:
+        return HookEvent::Kind::notification;
+    case ClaudeHook::stop:
+        break;
+    }
+    return HookEvent::Kind::stop;
 }
 
 std::optional<std::string> stringAt(const json& object, const char* key) {
@@ -64,20 +79,46 @@ json preToolUseAnswer(std::string_view decision, std::string_view reason) {
                   {"permissionDecisionReason", reason}}}};
 }
 
+// PermissionRequest's own shape: the model reads a denial's message as the tool's result.
+json permissionRequestAnswer(json decision) {
+    return json{{"hookSpecificOutput",
+                 {{"hookEventName", "PermissionRequest"}, {"decision", std::move(decision)}}}};
+}
+
+// The question's input with the picked choice as its answer, when the app picked one: Claude
+// Code then takes it as the user's answer and does not ask again in the terminal.
+std::optional<json> answeredInput(const HookEvent& event, const HookDecision& decision) {
+    if (!decision.picked || !event.toolInput)
+        return std::nullopt;
+    json input = json::parse(*event.toolInput, nullptr, false);
+    const json* question = firstQuestion(event.tool, input);
+    if (!question)
+        return std::nullopt;
+    auto text = stringAt(*question, "question");
+    if (!text)
+        return std::nullopt;
+    input["answers"] = json{{*text, *decision.picked}};
+    return input;
+}
+
+constexpr char defaultDenial[] = "Denied in Hollowmere";
+
 } // namespace
 
-std::optional<HookEvent> eventFromHookInput(std::string_view input, double timestamp) {
+std::optional<HookInput> readHookInput(std::string_view input, double timestamp) {
     json root = json::parse(input.begin(), input.end(), nullptr, /*allow_exceptions=*/false);
     if (root.is_discarded() || !root.is_object())
         return std::nullopt;
     auto hookName = stringAt(root, "hook_event_name");
-    auto kind = hookName ? kindForHook(*hookName) : std::nullopt;
+    if (!hookName)
+        return std::nullopt;
+    auto hook = hookNamed(*hookName);
     auto sessionId = stringAt(root, "session_id");
-    if (!kind || !sessionId)
+    if (!hook || !sessionId)
         return std::nullopt;
 
     HookEvent event;
-    event.kind = *kind;
+    event.kind = kindFor(*hook);
     event.sessionId = std::move(*sessionId);
     event.cwd = stringAt(root, "cwd").value_or(std::string());
     event.tool = stringAt(root, "tool_name");
@@ -88,33 +129,31 @@ std::optional<HookEvent> eventFromHookInput(std::string_view input, double times
     }
     event.message = stringAt(root, "message");
     event.timestamp = timestamp;
-    return event;
+    return HookInput{*hook, std::move(event)};
 }
 
-std::string claudeCodeAnswer(const HookEvent& event, const HookDecision& decision) {
-    if (event.kind != HookEvent::Kind::permissionRequest)
+std::string claudeCodeAnswer(const HookInput& input, const HookDecision& decision) {
+    if (input.event.kind != HookEvent::Kind::permissionRequest ||
+        decision.decision == HookDecision::Decision::passthrough)
         return {};
-    switch (decision.decision) {
-    case HookDecision::Decision::approve: {
-        json answer = preToolUseAnswer("allow", "Approved in Hollowmere");
-        // A choice picked in the app answers the question itself, so Claude Code does not ask
-        // it again in the terminal.
-        if (decision.picked && event.toolInput) {
-            json input = json::parse(*event.toolInput, nullptr, false);
-            if (const json* question = firstQuestion(event.tool, input)) {
-                if (auto text = stringAt(*question, "question")) {
-                    input["answers"] = json{{*text, *decision.picked}};
-                    answer["hookSpecificOutput"]["updatedInput"] = std::move(input);
-                }
-            }
+    const bool approve = decision.decision == HookDecision::Decision::approve;
+    const std::string reason = decision.reason.value_or(defaultDenial);
+    json answer;
+    if (input.hook == ClaudeHook::permissionRequest) {
+        json verdict =
+            approve ? json{{"behavior", "allow"}} : json{{"behavior", "deny"}, {"message", reason}};
+        if (approve) {
+            if (auto updated = answeredInput(input.event, decision))
+                verdict["updatedInput"] = std::move(*updated);
         }
-        return compact(answer) + "\n";
+        answer = permissionRequestAnswer(std::move(verdict));
+    } else {
+        answer = approve ? preToolUseAnswer("allow", "Approved in Hollowmere")
+                         : preToolUseAnswer("deny", reason);
+        if (approve) {
+            if (auto updated = answeredInput(input.event, decision))
+                answer["hookSpecificOutput"]["updatedInput"] = std::move(*updated);
+        }
     }
-    case HookDecision::Decision::deny:
-        return compact(preToolUseAnswer("deny", decision.reason.value_or("Denied in Hollowmere"))) +
-               "\n";
-    case HookDecision::Decision::passthrough:
-        break;
-    }
-    return {};
+    return compact(answer) + "\n";
 }

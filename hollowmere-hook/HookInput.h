@@ -9,11 +9,21 @@
 #include <string>
 #include <string_view>
 
+// The Claude Code hooks the app follows. A permission request arrives through either of the
+// first two, depending on where the installer put the managed entry; each is answered in its
+// own shape.
+enum class ClaudeHook { preToolUse, permissionRequest, notification, stop };
+
+struct HookInput {
+    ClaudeHook hook;
+    HookEvent event;
+};
+
 // The event for one hook invocation, with everything Claude Code's input says; the facts about
 // processes are the caller's to add. Nothing when the input is not a JSON object, has no
 // session id, or comes from a hook the app does not follow.
-std::optional<HookEvent> eventFromHookInput(std::string_view input, double timestamp);
+std::optional<HookInput> readHookInput(std::string_view input, double timestamp);
 
-// What to print for Claude Code after the app answered `event`: an allow or deny answer for a
-// permission request, and nothing at all (no opinion) for everything else.
-std::string claudeCodeAnswer(const HookEvent& event, const HookDecision& decision);
+// What to print for Claude Code after the app answered: an allow or deny answer, in the shape of
+// the hook that ran, for a permission request; nothing at all (no opinion) for everything else.
+std::string claudeCodeAnswer(const HookInput& input, const HookDecision& decision);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// hollowmere-hook: run by Claude Code for PreToolUse, Notification and Stop. Forwards the event
-// to the running app and prints the app's decision on a permission request. Whatever goes wrong
-// (no app, no answer, bad input) it prints nothing and exits 0, which Claude Code takes as "no
-// opinion": exactly as if no hook were installed.
+// hollowmere-hook: run by Claude Code for PreToolUse or PermissionRequest, Notification and Stop.
+// Forwards the event to the running app and prints the app's decision on a permission request.
+// Whatever goes wrong (no app, no answer, bad input) it prints nothing and exits 0, which Claude
+// Code takes as "no opinion": exactly as if no hook were installed.
 #include "AppConnection.h"
 #include "BoundedIo.h"
 #include "HookInput.h"
@@ -45,29 +45,30 @@ void run() {
     auto input = readJsonInput(STDIN_FILENO, inputLimit, Deadline(inputWait));
     if (!input)
         return;
-    auto event = eventFromHookInput(*input, nowSinceReferenceDate());
-    if (!event)
+    auto hookInput = readHookInput(*input, nowSinceReferenceDate());
+    if (!hookInput)
         return;
+    HookEvent& event = hookInput->event;
     // Connect before anything else costs time: with no app running the hook is done here.
     auto app = AppConnection::open(socketPath, Deadline(connectWait));
     if (!app)
         return;
-    if (event->cwd.empty()) {
+    if (event.cwd.empty()) {
         char cwd[4096];
         if (::getcwd(cwd, sizeof cwd))
-            event->cwd = cwd;
+            event.cwd = cwd;
     }
-    describeProcesses(*event);
+    describeProcesses(event);
 
-    const bool permission = event->kind == HookEvent::Kind::permissionRequest;
-    auto answer = app->exchange(event->encode(), Deadline(sendWait),
+    const bool permission = event.kind == HookEvent::Kind::permissionRequest;
+    auto answer = app->exchange(event.encode(), Deadline(sendWait),
                                 Deadline(permission ? decisionWait : acknowledgementWait));
     if (!answer || !permission)
         return;
     auto decision = HookDecision::decode(*answer);
     if (!decision)
         return;
-    auto output = claudeCodeAnswer(*event, *decision);
+    auto output = claudeCodeAnswer(*hookInput, *decision);
     if (!output.empty())
         writeAll(STDOUT_FILENO, output, Deadline(sendWait));
 }

@@ -75,6 +75,22 @@ json parsed(const QByteArray& output) {
     return json::parse(output.toStdString(), nullptr, false);
 }
 
+// What Claude Code sends when it is about to show its own permission dialog.
+json permissionRequest(json toolInput = {{"command", "touch m"}, {"description", "Make m"}},
+                       std::string tool = "Bash") {
+    json input = preToolUse(std::move(toolInput), std::move(tool));
+    input["hook_event_name"] = "PermissionRequest";
+    input.erase("tool_use_id");
+    input["permission_suggestions"] = json::array(
+        {{{"type", "addDirectories"}, {"directories", {"/work"}}, {"destination", "session"}}});
+    return input;
+}
+
+json permissionRequestAnswer(json decision) {
+    return {{"hookSpecificOutput",
+             {{"hookEventName", "PermissionRequest"}, {"decision", std::move(decision)}}}};
+}
+
 json preToolUseAnswer(const char* decision, const char* reason) {
     return {{"hookSpecificOutput",
              {{"hookEventName", "PreToolUse"},
@@ -150,6 +166,61 @@ private slots:
         QVERIFY(event->timestamp >= before - 1 && event->timestamp <= after + 1);
         QCOMPARE(event->suggestions, std::nullopt);
         QCOMPARE(event->message, std::nullopt);
+    }
+
+    void permissionRequestAnswersInItsOwnShape_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QByteArray>("expected"); // JSON, or empty for no opinion
+        QTest::addColumn<bool>("question");
+
+        auto expect = [](json decision) {
+            return QByteArray::fromStdString(permissionRequestAnswer(std::move(decision)).dump());
+        };
+        QTest::newRow("approve") << QByteArray("{\"decision\":\"approve\"}\n")
+                                 << expect({{"behavior", "allow"}}) << false;
+        QTest::newRow("deny") << QByteArray("{\"decision\":\"deny\",\"reason\":\"User denied\"}\n")
+                              << expect({{"behavior", "deny"}, {"message", "User denied"}})
+                              << false;
+        QTest::newRow("passthrough")
+            << QByteArray("{\"decision\":\"passthrough\"}\n") << QByteArray() << false;
+        QTest::newRow("garbage") << QByteArray("yes\n") << QByteArray() << false;
+        QTest::newRow("picked choice")
+            << QByteArray("{\"decision\":\"approve\",\"picked\":\"Blue\"}\n")
+            << expect({{"behavior", "allow"},
+                       {"updatedInput",
+                        {{"questions",
+                          {{{"question", "Which colour?"},
+                            {"options", {{{"label", "Red"}}, {{"label", "Blue"}}}}}}},
+                         {"answers", {{"Which colour?", "Blue"}}}}}})
+            << true;
+    }
+
+    void permissionRequestAnswersInItsOwnShape() {
+        QFETCH(QByteArray, answer);
+        QFETCH(QByteArray, expected);
+        QFETCH(bool, question);
+        FakeApp app(socketPath);
+        app.answerWith(answer.toStdString());
+        const json input =
+            question
+                ? permissionRequest({{"questions",
+                                      {{{"question", "Which colour?"},
+                                        {"options", {{{"label", "Red"}}, {{"label", "Blue"}}}}}}}},
+                                    "AskUserQuestion")
+                : permissionRequest();
+        auto run = runHook(QByteArray::fromStdString(input.dump()));
+        QVERIFY(run.finishedCleanly);
+        if (expected.isEmpty())
+            QCOMPARE(run.output, QByteArray());
+        else
+            COMPARE_JSON(parsed(run.output), parsed(expected));
+
+        // On the wire it is the same permission request a PreToolUse hook sends.
+        auto event = HookEvent::decode(app.requests().at(0));
+        QVERIFY(event);
+        QVERIFY(event->kind == HookEvent::Kind::permissionRequest);
+        QCOMPARE(event->tool, std::optional<std::string>(input["tool_name"].get<std::string>()));
+        COMPARE_JSON(parsed(QByteArray::fromStdString(*event->toolInput)), input["tool_input"]);
     }
 
     void otherEventsAreForwardedAndNeverAnswered() {
