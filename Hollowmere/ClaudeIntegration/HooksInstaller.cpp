@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSettings>
 
 #include <algorithm>
 #include <array>
@@ -20,8 +21,23 @@ namespace {
 using nlohmann::json;
 using SettingsFile::Contents;
 
-constexpr std::array<const char*, 3> hookEvents = {"PreToolUse", "Notification", "Stop"};
 constexpr char managedKey[] = "hollowmere-managed";
+constexpr char askWhenKey[] = "hooks.askWhen";
+constexpr char everyToolEvent[] = "PreToolUse";
+constexpr char claudeAsksEvent[] = "PermissionRequest";
+// Every event that may carry a managed entry, whatever the choice.
+constexpr std::array<const char*, 4> allManagedEvents = {everyToolEvent, claudeAsksEvent,
+                                                         "Notification", "Stop"};
+
+std::vector<const char*> eventsFor(AskWhen choice) {
+    return {choice == AskWhen::claudeAsks ? claudeAsksEvent : everyToolEvent, "Notification",
+            "Stop"};
+}
+
+bool isOneOf(const std::vector<const char*>& events, const char* event) {
+    return std::any_of(events.begin(), events.end(),
+                       [&](const char* e) { return std::strcmp(e, event) == 0; });
+}
 
 // Only the JSON boolean true marks our entries; "true" or false belong to the user.
 bool isManaged(const json& entry) {
@@ -64,6 +80,10 @@ bool containsMatching(const json& list, const std::string& command) {
                        [&](const json& e) { return isMatching(e, command); });
 }
 
+bool containsManaged(const json& list) {
+    return std::any_of(list.begin(), list.end(), isManaged);
+}
+
 json withoutManaged(const json& list) {
     json kept = json::array();
     for (const json& entry : list) {
@@ -77,7 +97,45 @@ void ensureParentDirectory(const QString& path) {
     QDir().mkpath(QFileInfo(path).absolutePath());
 }
 
+bool holdsManagedEntries() {
+    const Contents settings = SettingsFile::read(settingsPath());
+    const json hooks = member(settings.root, "hooks", json::value_t::object);
+    return std::any_of(allManagedEvents.begin(), allManagedEvents.end(), [&](const char* event) {
+        return containsManaged(member(hooks, event, json::value_t::array));
+    });
+}
+
 } // namespace
+
+AskWhen askWhen() {
+    const QString value = QSettings().value(QLatin1String(askWhenKey)).toString();
+    return value == QLatin1String("claudeAsks") ? AskWhen::claudeAsks : AskWhen::everyTool;
+}
+
+bool setAskWhen(AskWhen choice) {
+    {
+        QSettings defaults;
+        defaults.setValue(QLatin1String(askWhenKey), choice == AskWhen::claudeAsks
+                                                         ? QStringLiteral("claudeAsks")
+                                                         : QStringLiteral("everyTool"));
+        defaults.sync();
+    }
+    if (!holdsManagedEntries())
+        return true;
+    const QString status = installIfNeeded();
+    const bool moved = status.startsWith(QStringLiteral("installed hooks")) ||
+                       status.startsWith(QStringLiteral("ok:"));
+    if (!moved)
+        qWarning("Hollowmere: hooks not moved: %s", qPrintable(status));
+    return moved;
+}
+
+QStringList managedEventNames() {
+    QStringList names;
+    for (const char* event : eventsFor(askWhen()))
+        names.append(QString::fromLatin1(event));
+    return names;
+}
 
 QString settingsPath() {
     return QDir::homePath() + QStringLiteral("/.claude/settings.json");
@@ -131,15 +189,30 @@ QString installIfNeeded() {
         ensureParentDirectory(path);
 
     const std::string command = commandFor(*hook).toStdString();
+    const std::vector<const char*> wanted = eventsFor(askWhen());
     json hooks = member(root, "hooks", json::value_t::object);
     bool allPresent = true;
-    for (const char* event : hookEvents) {
-        json list = member(hooks, event, json::value_t::array);
-        allPresent = allPresent && containsMatching(list, command);
-        // Drop every managed entry, stale paths included; the user's keep their order.
-        list = withoutManaged(list);
-        list.push_back(managedEntry(command));
-        hooks[event] = std::move(list);
+    for (const char* event : allManagedEvents) {
+        const bool managedHere = isOneOf(wanted, event);
+        const auto found = hooks.find(event);
+        if (found == hooks.end() || !found->is_array()) {
+            allPresent = allPresent && !managedHere;
+            if (managedHere)
+                hooks[event] = json::array({managedEntry(command)});
+            continue;
+        }
+        if (!managedHere && !containsManaged(*found))
+            continue; // the user's alone
+        allPresent = allPresent && managedHere && containsMatching(*found, command);
+        // Drop every managed entry, stale paths and the other choice's event included; the
+        // user's keep their order.
+        json list = withoutManaged(*found);
+        if (managedHere)
+            list.push_back(managedEntry(command));
+        if (list.empty())
+            hooks.erase(found); // only our stale entry was there
+        else
+            *found = std::move(list);
     }
     if (allPresent)
         return QStringLiteral("ok: hooks already installed");
@@ -150,11 +223,8 @@ QString installIfNeeded() {
         QFile::copy(path, backup); // the state before the first install; never overwritten
     }
     root["hooks"] = std::move(hooks);
-    if (const auto err = SettingsFile::write(path, before, root, backup)) {
-        const QString line = QStringLiteral("failed to write settings: ") + err->text;
-        qWarning("Hollowmere: %s", qPrintable(line));
-        return line;
-    }
+    if (const auto err = SettingsFile::write(path, before, root, backup))
+        return QStringLiteral("failed to write settings: ") + err->text;
     return QStringLiteral("installed hooks → ") + *hook;
 }
 
@@ -169,9 +239,13 @@ bool isInstalled() {
     if (hooks == settings.root.end() || !hooks->is_object())
         return false;
     const std::string command = commandFor(*hook).toStdString();
-    return std::all_of(hookEvents.begin(), hookEvents.end(), [&](const char* event) {
+    const std::vector<const char*> wanted = eventsFor(askWhen());
+    return std::all_of(allManagedEvents.begin(), allManagedEvents.end(), [&](const char* event) {
         const auto list = hooks->find(event);
-        return list != hooks->end() && list->is_array() && containsMatching(*list, command);
+        const bool isList = list != hooks->end() && list->is_array();
+        if (isOneOf(wanted, event))
+            return isList && containsMatching(*list, command);
+        return !isList || !containsManaged(*list); // a stale entry would fire as well
     });
 }
 
@@ -187,7 +261,7 @@ bool uninstall() {
     json hooks = *found;
 
     bool changed = false;
-    for (const char* event : hookEvents) {
+    for (const char* event : allManagedEvents) {
         const auto list = hooks.find(event);
         if (list == hooks.end() || !list->is_array())
             continue;
@@ -306,6 +380,20 @@ QStringList currentAllowPatterns() {
             patterns.append(QString::fromStdString(rule.get<std::string>()));
     }
     return patterns;
+}
+
+std::optional<QString> settingsFileProblem() {
+    const QString path = settingsPath();
+    const Contents settings = SettingsFile::read(path);
+    if (auto why = SettingsFile::refusal(path, settings))
+        return why;
+    if (settings.state == Contents::State::malformed) {
+        return QStringLiteral("%1 does not parse as a JSON object; allow rules cannot be changed "
+                              "until it is fixed, and installing the hooks keeps a copy of it "
+                              "before replacing it")
+            .arg(path);
+    }
+    return std::nullopt;
 }
 
 } // namespace HooksInstaller

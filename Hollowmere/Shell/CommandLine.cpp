@@ -9,6 +9,30 @@
 namespace CommandLine {
 namespace {
 
+// The words of `hooks ask-when`, in the order of the choices.
+const QString everyToolWord = QStringLiteral("every-tool");
+const QString claudeAsksWord = QStringLiteral("claude-asks");
+
+QString wordFor(HooksInstaller::AskWhen choice) {
+    return choice == HooksInstaller::AskWhen::claudeAsks ? claudeAsksWord : everyToolWord;
+}
+
+int askWhen(const QStringList& args, QTextStream& out) {
+    if (args.size() == 2) {
+        out << wordFor(HooksInstaller::askWhen()) << Qt::endl;
+        return 0;
+    }
+    const auto choice = args.at(2) == claudeAsksWord ? HooksInstaller::AskWhen::claudeAsks
+                                                     : HooksInstaller::AskWhen::everyTool;
+    if (!HooksInstaller::setAskWhen(choice)) {
+        out << "ask when: " << wordFor(choice) << "; the hooks in "
+            << HooksInstaller::settingsPath() << " could not be moved" << Qt::endl;
+        return 1;
+    }
+    out << "ask when: " << wordFor(choice) << Qt::endl;
+    return 0;
+}
+
 int hooks(const QString& verb, QTextStream& out) {
     if (verb == QLatin1String("install")) {
         const QString status = HooksInstaller::installIfNeeded();
@@ -84,6 +108,13 @@ bool isHooksCommand(const QStringList& args) {
     return args.size() == 2 && args.at(0) == QLatin1String("hooks") && verbs.contains(args.at(1));
 }
 
+bool isAskWhenCommand(const QStringList& args) {
+    if (args.size() < 2 || args.size() > 3 || args.at(0) != QLatin1String("hooks") ||
+        args.at(1) != QLatin1String("ask-when"))
+        return false;
+    return args.size() == 2 || args.at(2) == everyToolWord || args.at(2) == claudeAsksWord;
+}
+
 bool isRulesCommand(const QStringList& args) {
     if (args.size() < 2 || args.at(0) != QLatin1String("rules"))
         return false;
@@ -109,6 +140,9 @@ QString usage() {
         "       hollowmere hooks status           tell whether the hooks are registered\n"
         "       hollowmere hooks restore          put back the settings as they were before the "
         "first install\n"
+        "       hollowmere hooks ask-when [every-tool|claude-asks]\n"
+        "                                         ask before every tool, or only when Claude Code "
+        "would ask\n"
         "       hollowmere rules list             print the allow rules, one a line\n"
         "       hollowmere rules add PATTERN      add an allow rule, e.g. 'Bash(git:*)'\n"
         "       hollowmere rules remove PATTERN   remove an allow rule\n"
@@ -137,6 +171,8 @@ int run(const QStringList& args, QTextStream& out, QTextStream& err) {
     }
     if (isHooksCommand(args))
         return hooks(args.at(1), out);
+    if (isAskWhenCommand(args))
+        return askWhen(args, out);
     if (isRulesCommand(args))
         return rules(args.mid(1), out);
     err << "hollowmere: unknown command: " << args.join(QLatin1Char(' ')) << "\n"

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -63,13 +64,21 @@ const json otherUserHook =
 class TestHooksInstaller : public QObject {
     Q_OBJECT
 
+    QTemporaryDir m_config; // the preferences, for the whole run: QSettings keeps its first path
     std::unique_ptr<QTemporaryDir> m_home;
     QString m_settings;
     QString m_backup;
     std::string m_hook;
 
 private slots:
+    void initTestCase() {
+        QCoreApplication::setOrganizationName("Hollowmere");
+        QCoreApplication::setApplicationName("Hollowmere");
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_config.path()));
+    }
+
     void init() {
+        QSettings().remove("hooks.askWhen");
         m_home = std::make_unique<QTemporaryDir>();
         QVERIFY(m_home->isValid());
         qputenv("HOME", QFile::encodeName(m_home->path()));
@@ -150,6 +159,58 @@ private slots:
         QVERIFY(!HooksInstaller::uninstall());
         QCOMPARE(readBytes(m_settings), bytes);
         QCOMPARE(inode(m_settings), before);
+    }
+
+    void askWhenMovesOnlyTheManagedEntry() {
+        using HooksInstaller::AskWhen;
+        QVERIFY(HooksInstaller::askWhen() == AskWhen::everyTool);
+        QCOMPARE(HooksInstaller::managedEventNames(),
+                 QStringList({"PreToolUse", "Notification", "Stop"}));
+        // Nothing installed: only the choice changes.
+        QVERIFY(HooksInstaller::setAskWhen(AskWhen::claudeAsks));
+        QVERIFY(!QFileInfo::exists(m_settings));
+        QCOMPARE(HooksInstaller::managedEventNames(),
+                 QStringList({"PermissionRequest", "Notification", "Stop"}));
+        QCOMPARE(QSettings().value("hooks.askWhen").toString(), QStringLiteral("claudeAsks"));
+        QVERIFY(HooksInstaller::setAskWhen(AskWhen::everyTool));
+
+        json original = json::parse(R"J({"model": "opus", "hooks": {"Stop": []}})J");
+        original["hooks"]["PreToolUse"] = json::array({userHook});
+        original["hooks"]["PermissionRequest"] = json::array({otherUserHook});
+        writeBytes(m_settings, QByteArray::fromStdString(original.dump()));
+        QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
+        const QByteArray everyTool = readBytes(m_settings);
+
+        QVERIFY(HooksInstaller::setAskWhen(AskWhen::claudeAsks));
+        QVERIFY(HooksInstaller::isInstalled());
+        json root = readJson(m_settings);
+        COMPARE_JSON(root["hooks"]["PreToolUse"], json::array({userHook}));
+        COMPARE_JSON(root["hooks"]["PermissionRequest"],
+                     json::array({otherUserHook, managed(m_hook)}));
+        COMPARE_JSON(root["hooks"]["Stop"], json::array({managed(m_hook)}));
+        COMPARE_JSON(root["model"], "opus");
+        QCOMPARE(HooksInstaller::installIfNeeded(), QStringLiteral("ok: hooks already installed"));
+
+        QVERIFY(HooksInstaller::setAskWhen(AskWhen::everyTool));
+        QCOMPARE(readBytes(m_settings), everyTool);
+
+        // A managed entry left on the other choice's event would fire too: not installed until
+        // install removes it, and an event that held only that entry goes with it.
+        root = readJson(m_settings);
+        root["hooks"]["PermissionRequest"] = json::array({managed("/old/hollowmere-hook")});
+        writeBytes(m_settings, QByteArray::fromStdString(root.dump()));
+        QVERIFY(!HooksInstaller::isInstalled());
+        QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
+        QVERIFY(HooksInstaller::isInstalled());
+        QVERIFY(!readJson(m_settings)["hooks"].contains("PermissionRequest"));
+
+        // Uninstall takes ours from both events.
+        root["hooks"]["PermissionRequest"] = json::array({otherUserHook, managed(m_hook)});
+        writeBytes(m_settings, QByteArray::fromStdString(root.dump()));
+        QVERIFY(HooksInstaller::uninstall());
+        root = readJson(m_settings);
+        COMPARE_JSON(root["hooks"]["PreToolUse"], json::array({userHook}));
+        COMPARE_JSON(root["hooks"]["PermissionRequest"], json::array({otherUserHook}));
     }
 
     void uninstallDropsEmptyEventsAndHooks() {

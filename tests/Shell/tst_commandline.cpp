@@ -33,6 +33,7 @@ class TestCommandLine : public QObject {
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("HOME", m_home->path());
+        env.insert("XDG_CONFIG_HOME", m_home->filePath(".config")); // the preferences
         // A command must not need a display: with xcb and no X server a GUI app would abort.
         env.insert("QT_QPA_PLATFORM", "xcb");
         env.insert("DISPLAY", ":97531");
@@ -140,6 +141,21 @@ private slots:
         QCOMPARE(readBytes(m_settings), bytes);
     }
 
+    void askWhen() {
+        QCOMPARE(run({"hooks", "ask-when"}).out, QStringLiteral("every-tool\n"));
+        QCOMPARE(run({"hooks", "install"}).code, 0);
+        Result r = run({"hooks", "ask-when", "claude-asks"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QStringLiteral("ask when: claude-asks\n"));
+        QCOMPARE(run({"hooks", "ask-when"}).out, QStringLiteral("claude-asks\n"));
+        const QByteArray settings = readBytes(m_settings);
+        QVERIFY(settings.contains("\"PermissionRequest\""));
+        QVERIFY(!settings.contains("\"PreToolUse\""));
+        QCOMPARE(run({"hooks", "status"}).code, 0);
+        QCOMPARE(run({"hooks", "ask-when", "every-tool"}).code, 0);
+        QVERIFY(!readBytes(m_settings).contains("\"PermissionRequest\""));
+    }
+
     void usageErrors_data() {
         QTest::addColumn<QStringList>("args");
         QTest::newRow("unknown verb") << QStringList{"frobnicate"};
@@ -150,6 +166,9 @@ private slots:
         QTest::newRow("add without pattern") << QStringList{"rules", "add"};
         QTest::newRow("add empty pattern") << QStringList{"rules", "add", ""};
         QTest::newRow("remove two") << QStringList{"rules", "remove", "A", "B"};
+        QTest::newRow("ask-when unknown") << QStringList{"hooks", "ask-when", "sometimes"};
+        QTest::newRow("ask-when key name") << QStringList{"hooks", "ask-when", "claudeAsks"};
+        QTest::newRow("ask-when extra") << QStringList{"hooks", "ask-when", "every-tool", "x"};
     }
 
     void usageErrors() {
