@@ -2,14 +2,17 @@
 // The app's real hook path without its views: a SessionStore reading the real settings file
 // under $HOME and a HookServer on the real socket, with a scripted user in front of them.
 //
-//   e2e_responder --policy approve|deny|always|none|crash|pick --log EVENTS.jsonl
+//   e2e_responder --policy approve|deny|always|none|crash|pick --log EVENTS.jsonl [--wait MS]
+//                 [--delay MS]
 //
 // Each pending prompt is answered by the policy (deny says "User denied", as the prompt card
 // does; pick approves with the last offered choice; none leaves it to time out; crash ends the
 // process at once, holding the connection and leaving the socket file behind, as an app that dies
 // mid-prompt would). Every hook event the store recorded, every prompt and every change of the
 // sessions is appended to the log as one JSON line, for the test to read. The line {"type":"ready"}
-// is written once the server listens.
+// is written once the server listens. --wait shortens the server's 25 s answer wait, for cases
+// that only need to see what happens when nobody answers; --delay answers each prompt that long
+// after it appeared, as a user would.
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -79,8 +82,8 @@ QJsonObject describe(const Session& s) {
 
 class Responder : public QObject {
 public:
-    Responder(SessionStore* store, Policy policy, EventLog* log)
-        : m_store(store), m_policy(policy), m_log(log) {
+    Responder(SessionStore* store, Policy policy, EventLog* log, int delayMs)
+        : m_store(store), m_policy(policy), m_log(log), m_delayMs(delayMs) {
         connect(store, &SessionStore::sessionsChanged, this, &Responder::onChanged);
     }
 
@@ -96,7 +99,7 @@ private:
             if (m_seenPrompts.insert(s.status.prompt->id).second) {
                 m_log->write({{"type", "prompt"}, {"session", describe(s)}});
                 // Answered from the event loop, as a click would be, not inside the signal.
-                QTimer::singleShot(0, this, [this, id = s.sessionId] { answer(id); });
+                QTimer::singleShot(m_delayMs, this, [this, id = s.sessionId] { answer(id); });
             }
         }
     }
@@ -127,7 +130,8 @@ private:
             m_store->resolveAlways(sessionId);
             break;
         case Policy::pick: {
-            // Approve with the last offered choice picked, as the prompt card does when it offers some.
+            // Approve with the last offered choice picked, as the prompt card does when it offers
+            // some.
             const Session* s = m_store->session(sessionId);
             if (!s || !s->status.prompt)
                 break;
@@ -150,6 +154,7 @@ private:
     SessionStore* m_store;
     Policy m_policy;
     EventLog* m_log;
+    int m_delayMs;
     std::set<QUuid> m_seenPrompts;
     std::set<QUuid> m_seenHistory;
 };
@@ -177,21 +182,26 @@ int main(int argc, char** argv) {
     const QStringList args = app.arguments();
     const qsizetype policyAt = args.indexOf("--policy");
     const qsizetype logAt = args.indexOf("--log");
+    auto number = [&](const char* option, int fallback) {
+        const qsizetype at = args.indexOf(option);
+        return at > 0 && at + 1 < args.size() ? args[at + 1].toInt() : fallback;
+    };
+    const std::chrono::milliseconds wait(number("--wait", 25000));
     const auto policy = policyAt > 0 && policyAt + 1 < args.size()
                             ? policyFromString(args[policyAt + 1])
                             : std::nullopt;
     if (!policy || logAt < 0 || logAt + 1 >= args.size()) {
-        std::fprintf(
-            stderr,
-            "usage: e2e_responder --policy approve|deny|always|none|crash|pick --log FILE\n");
+        std::fprintf(stderr,
+                     "usage: e2e_responder --policy approve|deny|always|none|crash|pick --log FILE "
+                     "[--wait MS] [--delay MS]\n");
         return 2;
     }
     EventLog log(args[logAt + 1]);
 
     SessionStore store;
     store.reloadAllowPatterns();
-    Responder responder(&store, *policy, &log);
-    HookServer server(&store);
+    Responder responder(&store, *policy, &log, number("--delay", 0));
+    HookServer server(&store, socketPath, wait);
     try {
         server.start();
     } catch (const std::system_error& e) {

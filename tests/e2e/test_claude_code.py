@@ -23,6 +23,7 @@ import claude_env  # noqa: E402
 
 BIN_DIR = os.environ.get("HOLLOWMERE_BIN_DIR", "")
 RESPONDER = os.environ.get("HOLLOWMERE_E2E_RESPONDER", "")
+HOOK = os.path.join(BIN_DIR, "hollowmere-hook")
 SOCKET = "/tmp/hollowmere.sock"
 PASSTHROUGH_AFTER = 25.0  # seconds the server waits for an answer
 
@@ -47,11 +48,13 @@ def wait_until(predicate, timeout=30.0, interval=0.05):
 class Responder:
     """e2e_responder as a child: the app's store and server answering by one policy."""
 
-    def __init__(self, home, policy, log_path):
+    def __init__(self, home, policy, log_path, wait_ms=None):
         self.log_path = log_path
         env = dict(os.environ, HOME=home)
-        self.process = subprocess.Popen([RESPONDER, "--policy", policy, "--log", log_path],
-                                        env=env, stdout=subprocess.DEVNULL)
+        command = [RESPONDER, "--policy", policy, "--log", log_path]
+        if wait_ms is not None:
+            command += ["--wait", str(wait_ms)]
+        self.process = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL)
         if not wait_until(lambda: self.lines("ready") or self.process.poll() is not None):
             raise RuntimeError("e2e_responder did not start")
         if self.process.poll() is not None:
@@ -91,7 +94,9 @@ class Responder:
                 if e["sessionId"] == session_id]
 
 
-class ClaudeCodeTest(unittest.TestCase):
+class E2ECase(unittest.TestCase):
+    """A temporary HOME with our hooks installed, a project, and the helpers every case uses."""
+
     def setUp(self):
         for name in ("hollowmere", "hollowmere-hook"):
             path = os.path.join(BIN_DIR, name)
@@ -110,27 +115,39 @@ class ClaudeCodeTest(unittest.TestCase):
         if self.responder:
             self.responder.stop()
 
-    def make_home(self, name, install_hooks):
+    def make_home(self, name, install_hooks, settings=None):
         home = claude_env.prepare_home(os.path.join(self.root, name), [self.project])
+        if settings is not None:
+            with open(os.path.join(home, ".claude", "settings.json"), "w", encoding="utf-8") as f:
+                json.dump(settings, f, indent=2)
         if install_hooks:
-            done = subprocess.run([os.path.join(BIN_DIR, "hollowmere"), "hooks", "install"],
-                                  env=dict(os.environ, HOME=home), capture_output=True,
-                                  text=True, timeout=30)
+            done = self.hollowmere(home, "hooks", "install")
             self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
-            hooks = self.settings(home).get("hooks", {})
             for event in ("PreToolUse", "Notification", "Stop"):
-                commands = [h["command"] for group in hooks.get(event, [])
-                            for h in group.get("hooks", [])]
-                self.assertIn(os.path.join(BIN_DIR, "hollowmere-hook"), commands, event)
+                self.assertIn(HOOK, self.hook_commands(event, home), event)
         return home
+
+    def hollowmere(self, home, *args):
+        """The command line, with its preferences in the temporary home too."""
+        env = dict(os.environ, HOME=home, XDG_CONFIG_HOME=os.path.join(home, ".config"))
+        return subprocess.run([os.path.join(BIN_DIR, "hollowmere"), *args], env=env,
+                              capture_output=True, text=True, timeout=30)
+
+    def hook_commands(self, event, home=None):
+        """The commands registered under one event, in order."""
+        groups = self.settings(home).get("hooks", {}).get(event, [])
+        return [h["command"] for group in groups for h in group.get("hooks", [])]
 
     def settings(self, home=None):
         path = os.path.join(home or self.home, ".claude", "settings.json")
         with open(path, encoding="utf-8") as f:
             return json.load(f)
 
-    def start_app(self, policy):
-        self.responder = Responder(self.home, policy, os.path.join(self.root, "app.jsonl"))
+    def start_app(self, policy, wait_ms=None):
+        if self.responder:
+            self.responder.stop()
+        log = os.path.join(self.root, "app-%s.jsonl" % policy)
+        self.responder = Responder(self.home, policy, log, wait_ms)
         return self.responder
 
     def run_claude(self, script, home=None, prompt="Please do the task."):
@@ -175,27 +192,7 @@ class ClaudeCodeTest(unittest.TestCase):
         self.assertEqual(app.events(session_id)[-1], ("stop", ""))
         return session
 
-    def test_approve_runs_the_tool(self):
-        app = self.start_app("approve")
-        run, results = self.run_claude(ONE_TOUCH)
-
-        self.assertTrue(self.project_file("done.txt"), run.describe())
-        self.assertEqual(run.denied_tools(), [])
-        self.assertEqual([r["is_error"] for r in results], [False], results)
-
-        prompts = app.lines("prompt")
-        self.assertEqual(len(prompts), 1, app.lines())
-        self.assertEqual(prompts[0]["session"]["sessionId"], run.result["session_id"])
-        self.assertEqual(prompts[0]["session"]["promptTool"], "Bash")
-        self.assertEqual(json.loads(prompts[0]["session"]["promptInput"])["command"],
-                         "touch done.txt")
-        session = self.assert_finished_in_store(run)
-        self.assertEqual(app.events(run.result["session_id"]),
-                         [("permissionRequest", "Bash"), ("stop", "")])
-        # The hook found its claude process by walking up from itself.
-        self.assertEqual(session.get("claudePid"), run.pid)
-
-    def test_a_choice_picked_in_the_app_answers_the_question(self):
+    def answer_a_question_in_the_app(self):
         """A question (interactive only: print mode has no AskUserQuestion) answered in the app:
         Claude Code takes the picked choice as the user's answer and asks nothing itself."""
         question = {"question": "Which colour should the file be?", "header": "Colour",
@@ -221,6 +218,31 @@ class ClaudeCodeTest(unittest.TestCase):
             self.assertEqual(prompts[0]["session"]["promptTool"], "AskUserQuestion")
             session_id = prompts[0]["session"]["sessionId"]
             self.assertEqual(claude_env.hook_errors(self.home, self.project, session_id), [])
+
+
+class ClaudeCodeTest(E2ECase):
+    def test_approve_runs_the_tool(self):
+        app = self.start_app("approve")
+        run, results = self.run_claude(ONE_TOUCH)
+
+        self.assertTrue(self.project_file("done.txt"), run.describe())
+        self.assertEqual(run.denied_tools(), [])
+        self.assertEqual([r["is_error"] for r in results], [False], results)
+
+        prompts = app.lines("prompt")
+        self.assertEqual(len(prompts), 1, app.lines())
+        self.assertEqual(prompts[0]["session"]["sessionId"], run.result["session_id"])
+        self.assertEqual(prompts[0]["session"]["promptTool"], "Bash")
+        self.assertEqual(json.loads(prompts[0]["session"]["promptInput"])["command"],
+                         "touch done.txt")
+        session = self.assert_finished_in_store(run)
+        self.assertEqual(app.events(run.result["session_id"]),
+                         [("permissionRequest", "Bash"), ("stop", "")])
+        # The hook found its claude process by walking up from itself.
+        self.assertEqual(session.get("claudePid"), run.pid)
+
+    def test_a_choice_picked_in_the_app_answers_the_question(self):
+        self.answer_a_question_in_the_app()
 
     def test_deny_blocks_the_tool_and_tells_the_model(self):
         app = self.start_app("deny")
@@ -350,10 +372,124 @@ class ClaudeCodeTest(unittest.TestCase):
                     self.home, self.project, hooked.result["session_id"])
                     if line.get("subtype") == "stop_hook_summary"]
                 self.assertEqual(len(stops), 1)
-                self.assertEqual([h["command"] for h in stops[0]["hookInfos"]],
-                                 [os.path.join(BIN_DIR, "hollowmere-hook")])
+                self.assertEqual([h["command"] for h in stops[0]["hookInfos"]], [HOOK])
                 self.assertEqual(stops[0]["hookErrors"], [])
         self.assertFalse(os.path.exists(SOCKET))
+
+
+# A user's own PermissionRequest hook: it only notes that it ran and has no opinion.
+USER_HOOK = 'cat > /dev/null; echo ran >> "$HOME/user-hook.log"'
+READ_THEN_WRITE = [
+    [{"type": "tool_use", "name": "Read", "input": {"file_path": "NOTES"}}],
+    [{"type": "tool_use", "name": "Bash",
+      "input": {"command": "touch written.txt", "description": "Create written.txt"}}],
+    [{"type": "text", "text": "Done."}],
+]
+
+
+class ClaudeAsksTest(E2ECase):
+    """`hooks ask-when claude-asks`: the managed entry on PermissionRequest, so only what Claude
+    Code would ask about itself reaches the app."""
+
+    def setUp(self):
+        super().setUp()
+        user_entry = {"hooks": [{"type": "command", "command": USER_HOOK}]}
+        self.home = self.make_home("asks-home", install_hooks=True,
+                                   settings={"hooks": {"PermissionRequest": [user_entry]}})
+        self.user_entry = user_entry
+        with open(os.path.join(self.project, "NOTES"), "w", encoding="utf-8") as f:
+            f.write("nothing to see\n")
+        choice = self.hollowmere(self.home, "hooks", "ask-when", "claude-asks")
+        self.assertEqual(choice.returncode, 0, choice.stdout + choice.stderr)
+        self.assertEqual(self.hollowmere(self.home, "hooks", "ask-when").stdout, "claude-asks\n")
+        self.assertEqual(self.hollowmere(self.home, "hooks", "status").returncode, 0)
+        # Moved at once: the user's entry first and unchanged, nothing of ours before the tool.
+        permission = self.settings()["hooks"]["PermissionRequest"]
+        self.assertEqual(permission[0], user_entry)
+        self.assertEqual(self.hook_commands("PermissionRequest"), [USER_HOOK, HOOK])
+        self.assertNotIn("PreToolUse", self.settings()["hooks"])
+
+    def script(self):
+        """READ_THEN_WRITE with the file's real path."""
+        script = json.loads(json.dumps(READ_THEN_WRITE))
+        script[0][0]["input"]["file_path"] = os.path.join(self.project, "NOTES")
+        return script
+
+    def user_hook_runs(self):
+        path = os.path.join(self.home, "user-hook.log")
+        if not os.path.exists(path):
+            return 0
+        with open(path, encoding="utf-8") as f:
+            return len(f.read().split())
+
+    def test_claude_asks_a_read_skips_the_app_and_an_approved_write_runs(self):
+        app = self.start_app("approve")
+        run, results = self.run_claude(self.script())
+
+        self.assertTrue(self.project_file("written.txt"), run.describe())
+        self.assertEqual(run.denied_tools(), [])
+        self.assertEqual([r["is_error"] for r in results], [False, False], results)
+        self.assertIn("nothing to see", results[0]["text"])
+        # The Read never reached the app; the write did, once, as a permission request.
+        session_id = run.result["session_id"]
+        self.assert_finished_in_store(run)
+        self.assertEqual(app.events(session_id), [("permissionRequest", "Bash"), ("stop", "")])
+        self.assertEqual(len(app.lines("prompt")), 1)
+        self.assertEqual(json.loads(app.lines("prompt")[0]["session"]["promptInput"])["command"],
+                         "touch written.txt")
+        # The user's own hook ran beside ours.
+        self.assertEqual(self.user_hook_runs(), 1)
+
+    def test_claude_asks_deny_tells_the_model_user_denied(self):
+        app = self.start_app("deny")
+        run, results = self.run_claude(self.script())
+
+        self.assertFalse(self.project_file("written.txt"))
+        self.assertEqual(run.denied_tools(), ["Bash"])
+        self.assertEqual(results[1], {"tool_use_id": results[1]["tool_use_id"], "is_error": True,
+                                      "text": "User denied"})
+        self.assertEqual(len(app.lines("prompt")), 1)
+
+    def test_claude_asks_no_answer_or_no_app_leaves_it_to_claude_code(self):
+        plain_home = self.make_home("plain-home", install_hooks=False)
+        plain, plain_results = self.run_claude(self.script(), home=plain_home)
+        self.assertEqual(plain.denied_tools(), ["Bash"])
+
+        # Nobody answers: after the (shortened) wait, Claude Code refuses by itself.
+        app = self.start_app("none", wait_ms=2000)
+        unanswered, unanswered_results = self.run_claude(self.script())
+        self.assertEqual(len(app.lines("prompt")), 1)
+        app.stop()
+        self.responder = None
+        os.remove(SOCKET)  # a terminated app leaves it; no app at all is the case here
+        alone, alone_results = self.run_claude(self.script())
+
+        for run, results in ((unanswered, unanswered_results), (alone, alone_results)):
+            self.assertFalse(self.project_file("written.txt"))
+            self.assertEqual(run.denied_tools(), plain.denied_tools())
+            self.assertEqual([(r["is_error"], r["text"]) for r in results],
+                             [(r["is_error"], r["text"]) for r in plain_results])
+            self.assertNotIn("User denied", results[1]["text"])
+
+    def test_switching_back_to_every_tool_brings_the_read_to_the_app(self):
+        choice = self.hollowmere(self.home, "hooks", "ask-when", "every-tool")
+        self.assertEqual(choice.returncode, 0, choice.stdout + choice.stderr)
+        self.assertEqual(self.hook_commands("PreToolUse"), [HOOK])
+        self.assertEqual(self.settings()["hooks"]["PermissionRequest"], [self.user_entry])
+
+        app = self.start_app("approve")
+        run, results = self.run_claude(self.script())
+        self.assertTrue(self.project_file("written.txt"), run.describe())
+        session_id = run.result["session_id"]
+        self.assert_finished_in_store(run)
+        self.assertEqual(app.events(session_id), [("permissionRequest", "Read"),
+                                                  ("permissionRequest", "Bash"), ("stop", "")])
+        # Approved before Claude Code would ask: its PermissionRequest, the user's hook, never fired.
+        self.assertEqual(self.user_hook_runs(), 0)
+
+    def test_claude_asks_a_choice_picked_in_the_app_answers_the_question(self):
+        """PermissionRequest's updatedInput carries the picked choice as the answer."""
+        self.answer_a_question_in_the_app()
 
 
 if __name__ == "__main__":
