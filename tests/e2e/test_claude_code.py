@@ -93,6 +93,15 @@ class Responder:
         return [(e["kind"], e["tool"]) for e in self.lines("event")
                 if e["sessionId"] == session_id]
 
+COLOUR_QUESTION = {"question": "Which colour should the file be?", "header": "Colour",
+                   "multiSelect": False,
+                   "options": [{"label": "Red", "description": "warm"},
+                               {"label": "Blue", "description": "cool"}]}
+ASK_COLOUR = [
+    [{"type": "tool_use", "name": "AskUserQuestion", "input": {"questions": [COLOUR_QUESTION]}}],
+    [{"type": "text", "text": "Blue it is."}],
+]
+
 
 class E2ECase(unittest.TestCase):
     """A temporary HOME with our hooks installed, a project, and the helpers every case uses."""
@@ -195,17 +204,9 @@ class E2ECase(unittest.TestCase):
     def answer_a_question_in_the_app(self):
         """A question (interactive only: print mode has no AskUserQuestion) answered in the app:
         Claude Code takes the picked choice as the user's answer and asks nothing itself."""
-        question = {"question": "Which colour should the file be?", "header": "Colour",
-                    "multiSelect": False,
-                    "options": [{"label": "Red", "description": "warm"},
-                                {"label": "Blue", "description": "cool"}]}
-        script = [
-            [{"type": "tool_use", "name": "AskUserQuestion", "input": {"questions": [question]}}],
-            [{"type": "text", "text": "Blue it is."}],
-        ]
         app = self.start_app("pick")
         workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
-        with claude_env.StandIn(script, workdir) as api:
+        with claude_env.StandIn(ASK_COLOUR, workdir) as api:
             _, screen = self.start_interactive_claude(api, "Please ask me.")
             self.assertTrue(wait_until(lambda: api.tool_results(), 90), screen())
             results = api.tool_results()
@@ -243,6 +244,27 @@ class ClaudeCodeTest(E2ECase):
 
     def test_a_choice_picked_in_the_app_answers_the_question(self):
         self.answer_a_question_in_the_app()
+
+    def test_a_choice_typed_into_its_tmux_pane_answers_the_question(self):
+        """Typing from the notch without the app's answer: the option's digit and Return, sent
+        by the focus code into the pane where Claude Code asks, answer as the user's keys do."""
+        probe = os.environ.get("HOLLOWMERE_FOCUS_PROBE", "")
+        self.assertTrue(os.access(probe, os.X_OK), "focus_probe is not built")
+        workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
+        with claude_env.StandIn(ASK_COLOUR, workdir) as api:
+            tmux, screen = self.start_interactive_claude(api, "Please ask me.")
+            self.assertTrue(wait_until(lambda: "Blue" in screen(), 90), screen())
+            claude_pid = subprocess.run(tmux + ["list-panes", "-F", "#{pane_pid}"],
+                                        capture_output=True, text=True, timeout=30).stdout
+            sent = subprocess.run([probe, "send", "2\\r", "--claude-pid", claude_pid.strip(),
+                                   "--cwd", self.project], capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(json.loads(sent.stdout), {"delivery": "tmux"}, sent.stderr)
+            self.assertTrue(wait_until(lambda: api.tool_results(), 60), screen())
+            results = api.tool_results()
+            self.assertEqual(len(results), 1, results)
+            self.assertIn("Blue", results[0]["text"])
+            self.assertNotIn("Red", results[0]["text"])
 
     def test_deny_blocks_the_tool_and_tells_the_model(self):
         app = self.start_app("deny")
