@@ -12,9 +12,11 @@
 #include <cstring>
 #include <deque>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <poll.h>
+#include <string>
 
 namespace X11Desktop {
 
@@ -54,10 +56,22 @@ public:
     xcb_connection_t* get() const { return m_c; }
     xcb_window_t root() const { return m_root; }
 
+    // Atoms never change on a server: each is asked for once per connection.
     xcb_atom_t atom(const char* name) {
+        if (const auto known = m_atoms.find(name); known != m_atoms.end())
+            return known->second;
         auto r = reply(xcb_intern_atom_reply(
             m_c, xcb_intern_atom(m_c, 0, uint16_t(strlen(name)), name), nullptr));
-        return r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
+        const xcb_atom_t atom = r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
+        if (atom != XCB_ATOM_NONE)
+            m_atoms.emplace(name, atom);
+        return atom;
+    }
+
+    // Events selected for a wait and left unread afterwards are dropped.
+    void drainEvents() {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(m_c))
+            std::free(event);
     }
 
     // Every 32-bit item of a property; empty when it is missing or of another format.
@@ -87,7 +101,18 @@ public:
 private:
     xcb_connection_t* m_c = nullptr;
     xcb_window_t m_root = 0;
+    std::map<std::string, xcb_atom_t> m_atoms;
 };
+
+// One connection per thread (the focus worker), made again when the server dropped it: a jump
+// then costs its requests, not a connection set-up each.
+Connection& connection() {
+    thread_local std::unique_ptr<Connection> x;
+    if (!x || !*x)
+        x = std::make_unique<Connection>();
+    x->drainEvents();
+    return *x;
+}
 
 QString textOf(xcb_get_property_reply_t* r) {
     if (!r || r->format != 8)
@@ -210,7 +235,7 @@ void fakeKey(Connection& x, xcb_keycode_t code, bool press) {
 } // namespace
 
 std::vector<TerminalRules::WindowInfo> windows() {
-    Connection x;
+    Connection& x = connection();
     if (!x)
         return {};
     const xcb_atom_t pidAtom = x.atom("_NET_WM_PID");
@@ -245,7 +270,7 @@ std::vector<TerminalRules::WindowInfo> windows() {
 }
 
 std::optional<uint64_t> topLevelWindow(uint64_t window) {
-    Connection x;
+    Connection& x = connection();
     if (!x)
         return std::nullopt;
     const auto list = x.items(x.root(), x.atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW);
@@ -264,16 +289,23 @@ std::optional<uint64_t> topLevelWindow(uint64_t window) {
 }
 
 std::optional<uint64_t> activeWindow() {
-    Connection x;
+    Connection& x = connection();
     return x ? x.activeWindow() : std::nullopt;
 }
 
 bool activate(uint64_t window, int waitMs) {
-    Connection x;
+    Connection& x = connection();
     if (!x)
         return false;
+    // Root property changes wake the wait below; the connection stays, so they are deselected
+    // when it ends.
     const uint32_t rootEvents = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(x.get(), x.root(), XCB_CW_EVENT_MASK, &rootEvents);
+    const auto deselect = std::unique_ptr<Connection, void (*)(Connection*)>(&x, [](Connection* c) {
+        const uint32_t none = XCB_EVENT_MASK_NO_EVENT;
+        xcb_change_window_attributes(c->get(), c->root(), XCB_CW_EVENT_MASK, &none);
+        xcb_flush(c->get());
+    });
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
@@ -287,7 +319,7 @@ bool activate(uint64_t window, int waitMs) {
                    reinterpret_cast<const char*>(&message));
     xcb_flush(x.get());
 
-    // Each change of a root property wakes us; the answer is the active window itself.
+    // The answer is the active window itself, read again after each wake-up.
     const auto deadline = Clock::now() + std::chrono::milliseconds(waitMs);
     for (;;) {
         if (x.activeWindow() == window)
@@ -298,15 +330,14 @@ bool activate(uint64_t window, int waitMs) {
             return false;
         pollfd p{xcb_get_file_descriptor(x.get()), POLLIN, 0};
         ::poll(&p, 1, int(left.count()));
-        while (xcb_generic_event_t* event = xcb_poll_for_event(x.get()))
-            std::free(event);
+        x.drainEvents();
         if (xcb_connection_has_error(x.get()))
             return false;
     }
 }
 
 bool typeInto(uint64_t window, const QString& line) {
-    Connection x;
+    Connection& x = connection();
     if (!x)
         return false;
     const xcb_query_extension_reply_t* xtest = xcb_get_extension_data(x.get(), &xcb_test_id);
@@ -343,7 +374,7 @@ bool typeInto(uint64_t window, const QString& line) {
 }
 
 void bell() {
-    Connection x;
+    Connection& x = connection();
     if (!x)
         return;
     xcb_bell(x.get(), 0);
