@@ -75,6 +75,7 @@ class Desktop:
         self.with_accessibility = accessibility
         self.display = None
         self.bus_address = None
+        self.runtime_dir = None
         self._dir = None
         self._daemons = []  # started by the fixture, stopped last
         self._children = []  # started by the test through spawn()
@@ -94,6 +95,10 @@ class Desktop:
 
     def start(self):
         self._dir = tempfile.mkdtemp(prefix="hollowmere-desktop-")
+        # The accessibility bus lives in the runtime folder, named after the display number
+        # (else in ~/.cache, shared by every desktop on ":0" of every private /tmp): its own.
+        self.runtime_dir = os.path.join(self._dir, "runtime")
+        os.mkdir(self.runtime_dir, 0o700)
         self._start_x()
         self._start_bus()
         if self.with_accessibility:
@@ -116,7 +121,7 @@ class Desktop:
         self._children, self._daemons = [], []
         if self._dir:
             shutil.rmtree(self._dir, ignore_errors=True)
-            self._dir = None
+            self._dir = self.runtime_dir = None
 
     def _start_x(self):
         read_end, write_end = os.pipe()
@@ -164,6 +169,8 @@ class Desktop:
             env["DISPLAY"] = self.display
         if self.bus_address:
             env["DBUS_SESSION_BUS_ADDRESS"] = self.bus_address
+        if self.runtime_dir:
+            env["XDG_RUNTIME_DIR"] = self.runtime_dir
         env["QT_QPA_PLATFORM"] = "xcb"
         env["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
         env["NO_AT_BRIDGE"] = "0"
