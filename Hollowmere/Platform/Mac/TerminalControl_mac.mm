@@ -6,6 +6,7 @@
 
 #import <AppKit/AppKit.h>
 #include <ApplicationServices/ApplicationServices.h>
+#include <cstdlib>
 #include <libproc.h>
 #include <sys/proc_info.h>
 #include <sys/stat.h>
