@@ -41,9 +41,8 @@ class InfoPlist(unittest.TestCase):
         usage = plist["NSAppleEventsUsageDescription"]
         for target in ("iTerm2", "Terminal", "System Events"):
             self.assertIn(target, usage)
-        # The build's default feed, no key: Sparkle gets its URL, a key only when one is given.
-        self.assertEqual(plist["SUFeedURL"], "https://hollowmere.app/appcast.xml")
-        self.assertIs(plist["SUEnableAutomaticChecks"], True)
+        # The build's defaults: no feed and no key, so Sparkle has nothing to check.
+        self.assertNotIn("SUFeedURL", plist)
         self.assertNotIn("SUPublicEDKey", plist)
 
     def test_sparkle_settings_come_from_the_build_settings_verbatim(self):
