@@ -3,13 +3,16 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <algorithm>
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
-#include <limits>
 #include <map>
+#include <set>
 #include <sys/stat.h>
 
 #include "ClaudeIntegration/TranscriptReader.h"
@@ -18,11 +21,11 @@
 
 namespace {
 
-constexpr qint64 distantPastMs = std::numeric_limits<qint64>::min();
-
 SessionScanner::Environment withDefaults(SessionScanner::Environment env) {
     if (env.projectsRoot.isEmpty())
         env.projectsRoot = QDir::homePath() + QStringLiteral("/.claude/projects");
+    if (env.sessionsRoot.isEmpty())
+        env.sessionsRoot = QFileInfo(env.projectsRoot).path() + QStringLiteral("/sessions");
     if (!env.runningClaudes)
         env.runningClaudes = SessionStore::runningClaudes;
     if (!env.now)
@@ -69,33 +72,75 @@ qint64 modifiedMs(const struct stat& st) {
     return qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
 }
 
-struct Newest {
+struct Transcript {
     std::string name;
-    qint64 mtimeMs = distantPastMs;
+    qint64 mtimeMs = 0;
 };
 
-// The most recently modified transcript of a project folder; the first seen wins a tie.
-std::optional<Newest> newestTranscript(const std::string& folder) {
+// The transcripts of a project folder modified since `sinceMs`, newest first; the first seen
+// wins a tie.
+std::vector<Transcript> liveTranscripts(const std::string& folder, qint64 sinceMs) {
+    std::vector<Transcript> found;
     DIR* dir = ::opendir(folder.c_str());
     if (!dir)
-        return std::nullopt;
-    std::optional<Newest> best;
+        return found;
     while (const dirent* e = ::readdir(dir)) {
         const std::string_view name(e->d_name);
         if (name.size() <= 6 || !name.ends_with(".jsonl"))
             continue;
         struct stat st {};
-        qint64 mtime = distantPastMs; // a date that cannot be read is the distant past
-        if (::fstatat(::dirfd(dir), e->d_name, &st, 0) == 0) {
-            if (S_ISDIR(st.st_mode))
-                continue;
-            mtime = modifiedMs(st);
-        }
-        if (!best || mtime > best->mtimeMs)
-            best = Newest{std::string(name), mtime};
+        // A date that cannot be read is the distant past: never live.
+        if (::fstatat(::dirfd(dir), e->d_name, &st, 0) != 0 || S_ISDIR(st.st_mode))
+            continue;
+        const qint64 mtime = modifiedMs(st);
+        if (mtime >= sinceMs)
+            found.push_back({std::string(name), mtime});
     }
     ::closedir(dir);
-    return best;
+    std::stable_sort(found.begin(), found.end(), [](const Transcript& a, const Transcript& b) {
+        return a.mtimeMs > b.mtimeMs;
+    });
+    return found;
+}
+
+// The session a running Claude Code names in its own record, <claude folder>/sessions/<pid>.json.
+std::optional<std::string> recordedSession(const QString& sessionsRoot, int32_t pid) {
+    QFile file(sessionsRoot + QStringLiteral("/%1.json").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    // A record is a few hundred bytes; anything far larger is not one.
+    const QJsonObject record = QJsonDocument::fromJson(file.read(64 * 1024)).object();
+    const QString id = record.value(QLatin1String("sessionId")).toString();
+    if (record.value(QLatin1String("pid")).toInteger(-1) != pid || id.isEmpty())
+        return std::nullopt;
+    return QFile::encodeName(id).toStdString();
+}
+
+// A running Claude Code and what it may still claim in one pass.
+struct Alive {
+    RunningClaude process;
+    // The session its own record names; without a record it takes the newest transcript of its
+    // folder that no other process claims.
+    std::optional<std::string> sessionId;
+    bool claimed = false;
+};
+
+DiscoveredSession record(const QString& sessionId, const QString& cwd, qint64 mtimeMs, qint64 nowMs,
+                         const TranscriptFacts& facts, const RunningClaude& process) {
+    DiscoveredSession s;
+    s.sessionId = sessionId;
+    s.cwd = cwd;
+    s.mtime = QDateTime::fromMSecsSinceEpoch(mtimeMs, Qt::UTC);
+    s.firstPrompt = facts.firstPrompt;
+    s.lastUser = facts.lastPrompt;
+    s.lastAssistant = facts.lastAssistant;
+    s.lastModel = facts.lastAssistantModel;
+    s.turnComplete = facts.turnComplete || nowMs - mtimeMs > SessionScanner::quietSeconds * 1000;
+    s.claudePid = process.pid;
+    if (process.terminalBundleId)
+        s.terminalBundleId = QString::fromStdString(*process.terminalBundleId);
+    s.terminalPid = process.terminalPid;
+    return s;
 }
 
 QString describe(const std::optional<int32_t>& pid) {
@@ -139,9 +184,11 @@ void SessionScanner::start() {
 }
 
 std::vector<DiscoveredSession> SessionScanner::discover() {
-    std::map<std::string, RunningClaude> alive; // by cwd; the first of a shared cwd is kept
-    for (RunningClaude& r : m_env.runningClaudes())
-        alive.emplace(r.cwd, std::move(r));
+    std::map<std::string, std::vector<Alive>> alive; // by cwd, in the table's order
+    for (RunningClaude& r : m_env.runningClaudes()) {
+        auto id = recordedSession(m_env.sessionsRoot, r.pid);
+        alive[r.cwd].push_back({std::move(r), std::move(id)});
+    }
     std::string line = "Scanner: aliveCwds = [";
     for (const auto& [cwd, r] : alive)
         line += (line.back() == '[' ? "\"" : ", \"") + cwd + '"';
@@ -153,39 +200,43 @@ std::vector<DiscoveredSession> SessionScanner::discover() {
     std::unordered_map<std::string, std::unique_ptr<TranscriptReader>> used;
     for (const std::string& project : subfolders(root)) {
         const std::string folder = root + '/' + project;
-        const auto newest = newestTranscript(folder);
-        if (!newest || newest->mtimeMs == distantPastMs ||
-            nowMs - newest->mtimeMs > liveWindowSeconds * 1000)
-            continue;
-
-        const std::string path = folder + '/' + newest->name;
-        auto reader = m_readers.extract(path);
-        auto& kept = used[path];
-        kept = reader ? std::move(reader.mapped()) : std::make_unique<TranscriptReader>(path);
-        if (kept->update() == TranscriptReader::Outcome::vanished)
-            continue; // deleted between listing and reading
-        const TranscriptFacts& facts = kept->facts();
-
-        const QString cwd =
-            facts.cwd.value_or(cwdFromProjectFolder(QFile::decodeName(project.c_str())));
-        auto process = alive.find(QFile::encodeName(cwd).toStdString());
-        if (process == alive.end())
-            continue;
-
-        DiscoveredSession s;
-        s.sessionId = QFile::decodeName(newest->name.substr(0, newest->name.size() - 6).c_str());
-        s.cwd = cwd;
-        s.mtime = QDateTime::fromMSecsSinceEpoch(newest->mtimeMs, Qt::UTC);
-        s.firstPrompt = facts.firstPrompt;
-        s.lastUser = facts.lastPrompt;
-        s.lastAssistant = facts.lastAssistant;
-        s.lastModel = facts.lastAssistantModel;
-        s.turnComplete = facts.turnComplete || nowMs - newest->mtimeMs > quietSeconds * 1000;
-        s.claudePid = process->second.pid;
-        if (process->second.terminalBundleId)
-            s.terminalBundleId = QString::fromStdString(*process->second.terminalBundleId);
-        s.terminalPid = process->second.terminalPid;
-        found.push_back(std::move(s));
+        const auto transcripts = liveTranscripts(folder, nowMs - liveWindowSeconds * 1000);
+        std::set<std::string> ids;
+        for (const Transcript& t : transcripts)
+            ids.insert(t.name.substr(0, t.name.size() - 6));
+        // Several sessions may run in one folder: each process claims one transcript, newest
+        // first, until none waits for one.
+        for (const Transcript& t : transcripts) {
+            const std::string path = folder + '/' + t.name;
+            auto reader = m_readers.extract(path);
+            auto& kept = used[path];
+            kept = reader ? std::move(reader.mapped()) : std::make_unique<TranscriptReader>(path);
+            if (kept->update() == TranscriptReader::Outcome::vanished)
+                continue; // deleted between listing and reading
+            const TranscriptFacts& facts = kept->facts();
+            const QString cwd =
+                facts.cwd.value_or(cwdFromProjectFolder(QFile::decodeName(project.c_str())));
+            const auto processes = alive.find(QFile::encodeName(cwd).toStdString());
+            if (processes == alive.end())
+                break; // nothing runs where this folder's sessions ran
+            const std::string id = t.name.substr(0, t.name.size() - 6);
+            auto waiting = [&](const Alive& a) {
+                return !a.claimed && (!a.sessionId || ids.count(*a.sessionId));
+            };
+            auto owner =
+                std::find_if(processes->second.begin(), processes->second.end(),
+                             [&](const Alive& a) { return !a.claimed && a.sessionId == id; });
+            if (owner == processes->second.end())
+                owner = std::find_if(processes->second.begin(), processes->second.end(),
+                                     [](const Alive& a) { return !a.claimed && !a.sessionId; });
+            if (owner != processes->second.end()) {
+                owner->claimed = true;
+                found.push_back(record(QFile::decodeName(id.c_str()), cwd, t.mtimeMs, nowMs, facts,
+                                       owner->process));
+            }
+            if (std::none_of(processes->second.begin(), processes->second.end(), waiting))
+                break;
+        }
     }
     m_readers = std::move(used); // transcripts no longer considered let go of their state
     return found;

@@ -30,6 +30,9 @@ public:
         QString projectsRoot;                                       // default ~/.claude/projects
         std::function<std::vector<RunningClaude>()> runningClaudes; // default: process table
         std::function<QDateTime()> now;                             // default: the system clock
+        // Where Claude Code keeps a record per running process naming its session; default the
+        // "sessions" folder beside projectsRoot.
+        QString sessionsRoot;
     };
 
     explicit SessionScanner(SessionStore* store, QObject* parent = nullptr);

@@ -21,6 +21,8 @@ public:
     virtual std::optional<int32_t> parentPid(int32_t pid) const = 0;
     virtual std::optional<std::string> executablePath(int32_t pid) const = 0;
     virtual std::optional<std::string> currentDirectory(int32_t pid) const = 0;
+    // The command line, argv[0] first, as far as the system keeps it; empty when unreadable.
+    virtual std::vector<std::string> arguments(int32_t /*pid*/) const { return {}; }
 
     // The running system's table (defined by the backend of this platform); stateless, so it
     // may be used from any thread.

@@ -3,7 +3,8 @@
 
 #include "Platform/ProcessTable.h"
 
-#include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -39,18 +40,81 @@ constexpr std::pair<std::string_view, std::string_view> terminalBundles[] = {
 // and a bound on work for a walk that runs on timers.
 constexpr int ancestorLimit = 10;
 
-bool pathNamesClaude(std::string path) {
-    std::transform(path.begin(), path.end(), path.begin(),
-                   [](unsigned char c) { return char(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-    return path.find("/claude") != std::string::npos || path.ends_with("/claude");
+std::string_view baseName(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
-// The name decides first; the executable path is read only when it does not.
-bool isClaude(const ProcessTable& table, int32_t pid, std::string_view name) {
-    if (name.find("claude") != std::string_view::npos)
+std::string_view folderOf(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+}
+
+// The native executable: "claude", "claude.exe" where npm puts it, or a version file of the
+// native installer (".../claude/versions/2.1.3").
+bool isClaudeExecutable(std::string_view path) {
+    const auto base = baseName(path);
+    if (base == "claude" || base == "claude.exe")
         return true;
-    auto path = table.executablePath(pid);
-    return path && pathNamesClaude(std::move(*path));
+    const auto versions = folderOf(path);
+    return baseName(versions) == "versions" && baseName(folderOf(versions)) == "claude";
+}
+
+// An entry script of the npm package ("cli.js" of the versions that run on Node). The package's
+// "cli-wrapper.cjs" only starts the native executable, which is counted by itself.
+bool isEntryScript(std::string_view path) {
+    constexpr std::string_view package = "/node_modules/@anthropic-ai/claude-code/";
+    const auto at = path.rfind(package);
+    if (at == std::string_view::npos)
+        return false;
+    const auto file = path.substr(at + package.size());
+    return file.find('/') == std::string_view::npos && file.starts_with("cli.");
+}
+
+bool isScriptRuntime(std::string_view executable) {
+    const auto base = baseName(executable);
+    return base == "node" || base == "nodejs" || base == "bun";
+}
+
+// The script a JavaScript runtime was started with: its first argument that is not an option,
+// with links resolved (npm's "bin/claude" is a link into the package).
+std::optional<std::string> scriptOf(const ProcessTable& table, int32_t pid) {
+    const auto args = table.arguments(pid);
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        if (args[i].empty() || args[i][0] == '-')
+            continue;
+        std::string script = args[i];
+        if (script[0] != '/') {
+            const auto cwd = table.currentDirectory(pid);
+            if (!cwd)
+                return std::nullopt;
+            script = *cwd + '/' + script;
+        }
+        if (isEntryScript(script))
+            return script;
+        char resolved[PATH_MAX];
+        if (::realpath(script.c_str(), resolved))
+            return std::string(resolved);
+        return script;
+    }
+    return std::nullopt;
+}
+
+// Claude Code by its executable or its package's entry script; not every path that merely
+// passes through a folder named "claude" (~/claude-notes/bin/vim). The name is read first, the
+// executable only when it does not decide, the arguments only of JavaScript runtimes.
+bool isClaude(const ProcessTable& table, int32_t pid, std::string_view name) {
+    if (name == "claude" || name == "claude.exe")
+        return true;
+    const auto executable = table.executablePath(pid);
+    if (!executable)
+        return false;
+    if (isClaudeExecutable(*executable))
+        return true;
+    if (!isScriptRuntime(*executable))
+        return false;
+    const auto script = scriptOf(table, pid);
+    return script && isEntryScript(*script);
 }
 
 } // namespace

@@ -83,6 +83,7 @@ private slots:
     void recordCarriesTranscriptAndProcessFacts();
     void liveWindowQuietMinuteAndRunningProcess();
     void newestTranscriptPerProjectOnly();
+    void severalSessionsInOneFolder();
     void cwdFromFolderNameWhenTranscriptHasNone();
     void badFoldersAndFilesAreSkipped();
     void scanHandsToStoreAndLogs();
@@ -104,8 +105,26 @@ private:
         const timespec times[2] = {when, when};
         QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0), 0);
     }
+    // What Claude Code records of a running process: its pid and the session it runs.
+    void writeRecord(int32_t pid, const std::string& sessionId, int32_t recordedPid = 0) {
+        QDir().mkpath(m_home.filePath("sessions"));
+        std::ofstream(m_home.filePath(QString("sessions/%1.json").arg(pid)).toStdString()) << json{
+            {"pid", recordedPid ? recordedPid : pid},
+            {"sessionId", sessionId},
+            {"cwd", "/work/app"},
+            {"kind", "interactive"}}.dump();
+    }
     SessionScanner::Environment env() {
         return {root(), [this] { return m_running; }, [] { return fixedNow; }};
+    }
+    // A store whose only live folder is /work/app, at the fixed time.
+    SessionStore::Environment storeEnvironment() {
+        SessionStore::Environment e;
+        e.settingsPath = m_home.filePath("settings.json");
+        e.playSound = [](const QString&) {};
+        e.runningClaudeCwds = [] { return std::set<std::string>{"/work/app"}; };
+        e.now = [] { return fixedNow; };
+        return e;
     }
     std::vector<DiscoveredSession> discover() {
         SessionScanner scanner(nullptr, env());
@@ -119,6 +138,7 @@ private:
 void TestSessionScanner::init() {
     QVERIFY(m_home.isValid());
     QDir(root()).removeRecursively();
+    QDir(m_home.filePath("sessions")).removeRecursively();
     QVERIFY(QDir().mkpath(root()));
     m_running = {{4242, "/work/app", std::string("com.mitchellh.ghostty"), 77}};
 }
@@ -193,6 +213,51 @@ void TestSessionScanner::newestTranscriptPerProjectOnly() {
     QCOMPARE(found[0].firstPrompt, QString("newest"));
 }
 
+void TestSessionScanner::severalSessionsInOneFolder() {
+    writeTranscript("-work-app", "oldest", prompt("oldest", "/work/app"), 40);
+    writeTranscript("-work-app", "old", prompt("old", "/work/app"), 30);
+    writeTranscript("-work-app", "mid", prompt("mid", "/work/app"), 20);
+    writeTranscript("-work-app", "new", prompt("new", "/work/app"), 10);
+    m_running.push_back({9999, "/work/app", std::nullopt, std::nullopt});
+    auto ids = [](const std::vector<DiscoveredSession>& found) {
+        std::map<QString, int32_t> pids;
+        for (const DiscoveredSession& s : found)
+            pids[s.sessionId] = s.claudePid.value_or(0);
+        return pids;
+    };
+    using Pids = std::map<QString, int32_t>;
+
+    // Without records of their own, two processes take the two newest transcripts, in order.
+    QCOMPARE(ids(discover()), (Pids{{"new", 4242}, {"mid", 9999}}));
+
+    // A process that names its session claims exactly that one; the other takes the newest left.
+    writeRecord(4242, "old");
+    QCOMPARE(ids(discover()), (Pids{{"old", 4242}, {"new", 9999}}));
+    // Both named: both kept, whatever their age.
+    writeRecord(9999, "oldest");
+    QCOMPARE(ids(discover()), (Pids{{"old", 4242}, {"oldest", 9999}}));
+    // A session that has written no transcript yet takes none of its folder's older ones.
+    writeRecord(9999, "not-written-yet");
+    QCOMPARE(ids(discover()), (Pids{{"old", 4242}}));
+    // A record that does not describe its own pid is not taken for one.
+    writeRecord(9999, "oldest", 1234);
+    QCOMPARE(ids(discover()), (Pids{{"old", 4242}, {"new", 9999}}));
+
+    // Handed to the store, both sessions stay listed pass after pass.
+    SessionStore store(storeEnvironment());
+    SessionScanner scanner(&store, env());
+    StderrCapture quiet;
+    for (int pass = 0; pass < 3; ++pass) {
+        scanner.scan();
+        QVERIFY(store.session("old") && store.session("new"));
+        QCOMPARE(store.sessions().size(), std::size_t(2));
+    }
+    // One of them ends: its session goes, the other stays.
+    m_running.pop_back();
+    scanner.scan();
+    QVERIFY(store.session("old") && !store.session("new"));
+}
+
 void TestSessionScanner::cwdFromFolderNameWhenTranscriptHasNone() {
     QCOMPARE(SessionScanner::cwdFromProjectFolder("-work-my-app"), QString("/work/my/app"));
     QCOMPARE(SessionScanner::cwdFromProjectFolder("plain"), QString("/plain"));
@@ -240,12 +305,7 @@ void TestSessionScanner::badFoldersAndFilesAreSkipped() {
 }
 
 void TestSessionScanner::scanHandsToStoreAndLogs() {
-    SessionStore::Environment storeEnv;
-    storeEnv.settingsPath = m_home.filePath("settings.json");
-    storeEnv.playSound = [](const QString&) {};
-    storeEnv.runningClaudeCwds = [] { return std::set<std::string>{"/work/app"}; };
-    storeEnv.now = [] { return fixedNow; };
-    SessionStore store(storeEnv);
+    SessionStore store(storeEnvironment());
     SessionScanner scanner(&store, env());
     m_running.push_back({8, "/work/idle", std::nullopt, std::nullopt});
 

@@ -10,6 +10,8 @@
 
 #include "ClaudeIntegration/SessionScanner.h"
 #include "ClaudeIntegration/TranscriptReader.h"
+#include "Platform/ProcessTable.h"
+#include "Sessions/RunningClaude.h"
 #include "Sessions/SessionStore.h"
 
 namespace QTest {
@@ -50,10 +52,17 @@ private slots:
     void cleanupTestCase();
     void reportsTheLiveSessionOfTheRealClaudeCode();
     void aToolCallWaitingForTheUserIsNotACompleteTurn();
+    void twoSessionsInOneFolderBothStayListed();
 
 private:
+    // By default as npm installs it; `program` is another way to start the same Claude Code.
     bool launch(const QString& name, const QString& cwd, const QString& options,
-                const QString& text);
+                const QString& text, const QString& program = {});
+    int32_t panePid(const QString& name) {
+        QString pid;
+        return tmux({"list-panes", "-t", name, "-F", "#{pane_pid}"}, &pid) ? pid.trimmed().toInt()
+                                                                           : 0;
+    }
     // Polls the scanner until `done` accepts a session of `cwd`, at most 150 s.
     std::optional<DiscoveredSession>
     waitFor(SessionScanner& scanner, const QString& cwd,
@@ -88,6 +97,7 @@ private:
     QString m_home;
     QString m_cwd;
     QString m_waitingCwd;
+    QString m_twinsCwd;
     QString m_claude;
     QProcess m_standIn;
     QProcessEnvironment m_env;
@@ -101,14 +111,18 @@ void TestSessionScannerWithClaudeCode::initTestCase() {
     m_home = QDir(m_dir.path()).canonicalPath() + "/home";
     m_cwd = m_home + "/work/demo-app";
     m_waitingCwd = m_home + "/work/waiting";
+    m_twinsCwd = m_home + "/work/twins";
+    QVERIFY(QDir().mkpath(m_twinsCwd));
     QVERIFY(QDir().mkpath(m_cwd));
     QVERIFY(QDir().mkpath(m_waitingCwd));
-    QCOMPARE(QProcess::execute("/usr/bin/python3", {sourceDir() + "/tests/e2e/claude_env.py",
-                                                    "prepare-home", m_home, m_cwd, m_waitingCwd}),
+    QCOMPARE(QProcess::execute("/usr/bin/python3",
+                               {sourceDir() + "/tests/e2e/claude_env.py", "prepare-home", m_home,
+                                m_cwd, m_waitingCwd, m_twinsCwd}),
              0);
 
     // One conversation with a tool call the session may run, one whose tool call waits for the
-    // user in Claude Code's own dialog; each ends with a final answer.
+    // user in Claude Code's own dialog; each ends with a final answer. Two short ones come first:
+    // the first matching text wins, and what Claude Code adds to a prompt may hold "create".
     using nlohmann::json;
     auto bash = [](const char* command) {
         return json{{"type", "tool_use"},
@@ -119,7 +133,11 @@ void TestSessionScannerWithClaudeCode::initTestCase() {
     const json script = {
         {"conversations",
          json::array(
-             {{{"prompt_contains", "echo"},
+             {{{"prompt_contains", "first twin"},
+               {"turns", json::array({json::array({text("First twin here.")})})}},
+              {{"prompt_contains", "second twin"},
+               {"turns", json::array({json::array({text("Second twin here.")})})}},
+              {{"prompt_contains", "echo"},
                {"turns",
                 json::array({json::array({text("Let me check."), bash("echo scanner-e2e")}),
                              json::array({text(finalText)})})}},
@@ -154,9 +172,10 @@ void TestSessionScannerWithClaudeCode::initTestCase() {
 }
 
 bool TestSessionScannerWithClaudeCode::launch(const QString& name, const QString& cwd,
-                                              const QString& options, const QString& text) {
-    const QString command = "exec " + shellQuote(m_claude) + " --model " + model + " " + options +
-                            " -- " + shellQuote(text);
+                                              const QString& options, const QString& text,
+                                              const QString& program) {
+    const QString command = "exec " + (program.isEmpty() ? shellQuote(m_claude) : program) +
+                            " --model " + model + " " + options + " -- " + shellQuote(text);
     return tmux({"new-session", "-d", "-s", name, "-x", "160", "-y", "45", "-c", cwd, command});
 }
 
@@ -250,6 +269,64 @@ void TestSessionScannerWithClaudeCode::aToolCallWaitingForTheUserIsNotACompleteT
     QCOMPARE(done->sessionId, asking->sessionId);
     QCOMPARE(done->turnComplete, true);
     QVERIFY(QFileInfo::exists(m_waitingCwd + "/waited.txt"));
+}
+
+void TestSessionScannerWithClaudeCode::twoSessionsInOneFolderBothStayListed() {
+    // One as npm's command starts it (the native executable), one through the package's Node
+    // wrapper, which runs the same executable as its child.
+    const QString wrapper = "node " + shellQuote(QFileInfo(m_claude).dir().filePath(
+                                          "../@anthropic-ai/claude-code/cli-wrapper.cjs"));
+    QVERIFY(launch("first", m_twinsCwd, "", "the first twin"));
+    QVERIFY(launch("second", m_twinsCwd, "", "the second twin", wrapper));
+
+    SessionStore::Environment storeEnv;
+    storeEnv.settingsPath = m_home + "/.claude/settings.json";
+    storeEnv.playSound = [](const QString&) {};
+    SessionStore store(storeEnv);
+    SessionScanner scanner(&store, {m_home + "/.claude/projects", {}, {}});
+    auto twins = [&] {
+        std::map<QString, DiscoveredSession> byAnswer;
+        for (const DiscoveredSession& s : scanner.discover())
+            if (s.cwd == m_twinsCwd && s.lastAssistant)
+                byAnswer[*s.lastAssistant] = s;
+        return byAnswer;
+    };
+    QElapsedTimer waited;
+    waited.start();
+    while (twins().size() < 2 && waited.elapsed() < 150000)
+        QTest::qWait(500);
+    auto found = twins();
+    QVERIFY2(found.size() == 2,
+             qPrintable("the terminals show:\n" + pane("first") + "\n" + pane("second")));
+
+    // Each session carries its own process: the first pane's shell became Claude Code, the
+    // second pane's wrapper is not counted, its child is.
+    const auto first = found.at("First twin here."), second = found.at("Second twin here.");
+    QCOMPARE(first.claudePid, panePid("first"));
+    QVERIFY(second.claudePid && *second.claudePid != panePid("second"));
+    QCOMPARE(ProcessTable::system().parentPid(*second.claudePid), panePid("second"));
+    int inFolder = 0;
+    for (const RunningClaude& r : ClaudeProcesses::runningClaudes())
+        inFolder += QString::fromStdString(r.cwd) == m_twinsCwd;
+    QCOMPARE(inFolder, 2);
+
+    // Pass after pass, and with the prune timer's check between them, both stay listed.
+    for (int pass = 0; pass < 4; ++pass) {
+        scanner.scan();
+        store.pruneDeadProcesses();
+        QVERIFY(store.session(first.sessionId) && store.session(second.sessionId));
+    }
+    QCOMPARE(store.session(second.sessionId)->claudePid, second.claudePid);
+
+    // One ends: its session goes at the next pass, the other stays.
+    QVERIFY(tmux({"kill-session", "-t", "second"}));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [&] {
+            scanner.scan();
+            return !store.session(second.sessionId);
+        }(),
+        30000);
+    QVERIFY(store.session(first.sessionId));
 }
 
 QTEST_GUILESS_MAIN(TestSessionScannerWithClaudeCode)

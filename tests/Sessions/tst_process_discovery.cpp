@@ -53,13 +53,13 @@ class ProcessDiscoveryTest : public QObject {
     // `terminal` (a copy of the shell) starts `levels` nested neutral shells, the innermost of
     // which becomes `program` in `cwd`. Returns the terminal's pid.
     qint64 startTree(const QString& terminal, int levels, const QString& program,
-                     const QString& cwd) {
+                     const QString& cwd, const QString& argument = "300") {
         auto process = std::make_unique<QProcess>();
         process->setProgram(path(terminal));
-        process->setArguments({"-c", QStringLiteral("'%1' %2 '%3' 300; exit $?")
+        process->setArguments({"-c", QStringLiteral("'%1' %2 '%3' '%4'; exit $?")
                                          .arg(path("chain.sh"))
                                          .arg(levels)
-                                         .arg(program)});
+                                         .arg(program, argument)});
         process->setWorkingDirectory(cwd);
         process->setChildProcessModifier([] { setpgid(0, 0); });
         process->start();
@@ -73,7 +73,6 @@ private slots:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
         install("/bin/sleep", "claude");
-        install("/bin/sleep", "Claude/helper");
         for (auto name : {"kitty", "ghostty", "myterm", "gnome-terminal-server"})
             install("/bin/dash", name); // not /bin/sh: on macOS a shim that runs another shell
         QFile chain(path("chain.sh"));
@@ -166,13 +165,63 @@ private slots:
         QCOMPARE(claudeIn(eleventh)->terminalPid, std::nullopt);
     }
 
-    void claudeByExecutablePath() {
-        // Named "helper", but it runs from a directory called "Claude".
-        QString cwd = workDir("by-path");
-        startTree("kitty", 0, path("Claude/helper"), cwd);
-        QTRY_VERIFY(claudeIn(cwd));
-        QCOMPARE(claudeIn(cwd)->terminalBundleId,
+    void claudeByExecutableOrEntryScript() {
+        // Stand-ins for Claude Code as npm and the native installer lay it out, and for programs
+        // that only live near something named claude. A JavaScript runtime is a copy of the shell
+        // named "node" that runs its script (which sleeps).
+        const QString package = "lib/node_modules/@anthropic-ai/claude-code/";
+        install("/bin/sleep", package + "bin/claude.exe");
+        install("/bin/sleep", "share/claude/versions/2.1.330");
+        install("/bin/sleep", "claude-notes/bin/vim");
+        install("/bin/sleep", "Claude/helper");
+        install("/bin/sleep", "claude-notes-sync");
+        install("/bin/dash", "node");
+        for (const QString& script :
+             {package + "cli.js", package + "cli-wrapper.cjs", QString("notes/claude/cli.js")}) {
+            QDir().mkpath(QFileInfo(path(script)).path());
+            QFile file(path(script));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("sleep 300\n:\n"); // not last, so the shell does not become sleep
+        }
+        QDir().mkpath(path("bin"));
+        QVERIFY(QFile::link(path(package + "cli.js"), path("bin/claude")));
+
+        const struct {
+            const char* name;
+            QString program;
+            QString argument;
+            bool isClaude;
+        } cases[] = {
+            {"npm's native executable", path(package + "bin/claude.exe"), "300", true},
+            {"native installer's version file", path("share/claude/versions/2.1.330"), "300", true},
+            {"entry script on node", path("node"), path(package + "cli.js"), true},
+            {"npm's link to the entry script", path("node"), path("bin/claude"), true},
+            {"the wrapper that starts the native executable", path("node"),
+             path(package + "cli-wrapper.cjs"), false},
+            {"a script in a folder named claude", path("node"), path("notes/claude/cli.js"), false},
+            {"an editor under ~/claude-notes", path("claude-notes/bin/vim"), "300", false},
+            {"a folder named Claude", path("Claude/helper"), "300", false},
+            {"a name that starts with claude", path("claude-notes-sync"), "300", false},
+        };
+        std::vector<QString> cwds;
+        for (const auto& c : cases) {
+            cwds.push_back(workDir(QString("recognise-%1").arg(cwds.size())));
+            startTree("kitty", 0, c.program, cwds.back(), c.argument);
+        }
+        // A relative script path is resolved against the process's directory.
+        QVERIFY(QDir().mkpath(path(package + "sub")));
+        startTree("kitty", 0, path("node"), path(package + "sub"), "../cli.js");
+        QTRY_VERIFY(claudeIn(QDir(path(package + "sub")).canonicalPath()));
+        // The positive cases show the walk has run after every process started.
+        QTRY_VERIFY(claudeIn(cwds[0]) && claudeIn(cwds[1]) && claudeIn(cwds[2]) &&
+                    claudeIn(cwds[3]));
+        for (std::size_t i = 0; i < cwds.size(); ++i)
+            QVERIFY2(bool(claudeIn(cwds[i])) == cases[i].isClaude, cases[i].name);
+        QCOMPARE(claudeIn(cwds[0])->terminalBundleId,
                  std::optional<std::string>("net.kovidgoyal.kitty"));
+        QCOMPARE(ProcessTable::system().arguments(claudeIn(cwds[2])->pid),
+                 (std::vector<std::string>{path("node").toStdString(),
+                                           path(package + "cli.js").toStdString()}));
     }
 
     void adoptedClaudeIsIgnored() {

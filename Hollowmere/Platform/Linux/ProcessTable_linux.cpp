@@ -117,11 +117,34 @@ public:
     }
 
     std::optional<std::string> executablePath(int32_t pid) const override {
-        return readLink(procPath(pid, "exe"));
+        // An executable replaced while it runs (an update) reads as "PATH (deleted)".
+        auto path = readLink(procPath(pid, "exe"));
+        constexpr std::string_view deleted = " (deleted)";
+        if (path && path->ends_with(deleted))
+            path->resize(path->size() - deleted.size());
+        return path;
     }
 
     std::optional<std::string> currentDirectory(int32_t pid) const override {
         return readLink(procPath(pid, "cwd"));
+    }
+
+    std::vector<std::string> arguments(int32_t pid) const override {
+        // The interpreter, its options and a script path fit well within this; a longer tail of
+        // arguments is of no use to any decision.
+        auto cmdline = readSmall<16384>(procPath(pid, "cmdline"));
+        std::vector<std::string> args;
+        if (!cmdline)
+            return args;
+        std::string_view rest(*cmdline);
+        while (!rest.empty()) {
+            const auto end = rest.find('\0');
+            args.emplace_back(rest.substr(0, end));
+            if (end == std::string_view::npos)
+                break;
+            rest.remove_prefix(end + 1);
+        }
+        return args;
     }
 };
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <libproc.h>
 #include <sys/proc_info.h>
+#include <sys/sysctl.h>
 
 namespace {
 
@@ -66,6 +67,35 @@ public:
             return std::nullopt;
         const char* cwd = paths.pvi_cdir.vip_path;
         return std::string(cwd, strnlen(cwd, sizeof paths.pvi_cdir.vip_path));
+    }
+
+    std::vector<std::string> arguments(int32_t pid) const override {
+        // KERN_PROCARGS2: argc, the executable path, padding, then argc strings (and the
+        // environment, which is not read).
+        std::vector<std::string> args;
+        int argmax = 0;
+        size_t size = sizeof argmax;
+        int maxQuery[2] = {CTL_KERN, KERN_ARGMAX};
+        if (sysctl(maxQuery, 2, &argmax, &size, nullptr, 0) != 0 || argmax <= int(sizeof(int)))
+            return args;
+        std::vector<char> buffer(size_t(argmax));
+        size = buffer.size();
+        int query[3] = {CTL_KERN, KERN_PROCARGS2, pid};
+        if (sysctl(query, 3, buffer.data(), &size, nullptr, 0) != 0 || size <= sizeof(int))
+            return args;
+        int argc = 0;
+        memcpy(&argc, buffer.data(), sizeof argc);
+        const char* p = buffer.data() + sizeof argc;
+        const char* end = buffer.data() + size;
+        p = static_cast<const char*>(memchr(p, '\0', size_t(end - p)));
+        while (p && p < end && *p == '\0')
+            ++p;
+        for (int i = 0; p && p < end && i < argc; ++i) {
+            const char* stop = static_cast<const char*>(memchr(p, '\0', size_t(end - p)));
+            args.emplace_back(p, stop ? stop : end);
+            p = stop ? stop + 1 : end;
+        }
+        return args;
     }
 };
 
