@@ -29,6 +29,10 @@ run bench_process_discovery --benchmark_repetitions=5 --benchmark_report_aggrega
 # HUD: one brightness poll over a sysfs backlight folder, against the two bare reads it needs.
 run bench_hud_poll --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 
+# HUD: the GUI thread's longest stall over ten volume-up presses with PulseAudio stopped and D-Bus
+# services not answering, beside the same presses while everything answers.
+run bench_gui_stall
+
 # Session scanner: first read of a 100 MB transcript, a 1 KB append on top of it and passes over
 # 50 project folders, beside plain reads and listings of the same files; then the whole app's CPU
 # while a live 100 MB transcript grows by 1 KB every 100 ms, beside the same app idle.

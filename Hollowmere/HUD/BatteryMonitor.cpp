@@ -14,6 +14,10 @@ void BatteryMonitor::start() {
     m_started = true;
     refresh(true);
     connect(m_source.get(), &PowerSource::changed, this, [this] { refresh(false); });
+    connect(m_source.get(), &PowerSource::restarted, this, [this] {
+        m_haveStartingState = false;
+        refresh(false);
+    });
     m_source->startNotifications();
 }
 
@@ -35,7 +39,9 @@ void BatteryMonitor::refresh(bool initial) {
         m_isPluggedIn = plugged;
         emit isPluggedInChanged();
     }
-    for (const Event& event : BatteryRules::walk(m_memory, level, plugged, initial)) {
+    const bool starting = initial || !m_haveStartingState;
+    m_haveStartingState = true;
+    for (const Event& event : BatteryRules::walk(m_memory, level, plugged, starting)) {
         if (onEvent)
             onEvent(event);
     }

@@ -33,6 +33,8 @@ public:
 
     // Takes the first reading as the initial state, then follows the system's notifications.
     void start();
+    // A reading is taken as the initial state also when it is the first since the power source
+    // (re)appeared: what happened while it was gone raises no event.
     void refresh(bool initial);
 
 signals:
@@ -46,5 +48,6 @@ private:
     bool m_isCharging = false;
     bool m_isPluggedIn = false;
     bool m_started = false;
+    bool m_haveStartingState = false;
     BatteryRules::Memory m_memory;
 };

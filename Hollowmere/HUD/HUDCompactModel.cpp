@@ -72,5 +72,9 @@ float HUDCompactModel::barValue() const {
 }
 
 QString HUDCompactModel::label() const {
-    return HUDRules::label(kind(), barValue());
+    // The real level: 150% reads as such while the bar stays full.
+    return HUDRules::label(kind(),
+                           HUDRules::level(kind(), m_volume ? m_volume->volume() : 0.0f,
+                                           m_volume && m_volume->isMuted(),
+                                           m_brightness ? m_brightness->brightness() : 0.5f));
 }

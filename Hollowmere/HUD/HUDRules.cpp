@@ -26,7 +26,7 @@ bool isWarning(const HUDKind& kind) {
     return kind.kind() == HUDKind::Case::batteryLow;
 }
 
-float barValue(const HUDKind& kind, float volume, bool isMuted, float brightness) {
+float level(const HUDKind& kind, float volume, bool isMuted, float brightness) {
     if (kind.isBattery())
         return float(kind.percentage()) / 100.0f;
     if (kind.kind() == HUDKind::Case::volume)
@@ -34,10 +34,14 @@ float barValue(const HUDKind& kind, float volume, bool isMuted, float brightness
     return brightness;
 }
 
-QString label(const HUDKind& kind, float barValue) {
+float barValue(const HUDKind& kind, float volume, bool isMuted, float brightness) {
+    return std::clamp(level(kind, volume, isMuted, brightness), 0.0f, 1.0f);
+}
+
+QString label(const HUDKind& kind, float level) {
     if (kind.isBattery())
         return QString::number(kind.percentage()) + QLatin1Char('%');
-    return QString::number(std::lround(double(barValue) * 100.0)) + QLatin1Char('%');
+    return QString::number(std::lround(double(level) * 100.0)) + QLatin1Char('%');
 }
 
 int litSegments(float value, int segmentCount) {

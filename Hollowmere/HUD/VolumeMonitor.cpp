@@ -13,6 +13,10 @@ VolumeMonitor::VolumeMonitor(QObject* parent)
 VolumeMonitor::VolumeMonitor(std::unique_ptr<AudioOutput> output, SystemHUDSuppressor* suppressor,
                              QObject* parent)
     : QObject(parent), m_output(std::move(output)), m_suppressor(suppressor) {
+    // A default device that appears or changes later is followed even when there was none at
+    // first, so an audio server that comes up after us (or answers late) is picked up.
+    connect(m_output.get(), &AudioOutput::defaultDeviceChanged, this, &VolumeMonitor::rebind);
+    connect(m_output.get(), &AudioOutput::valuesChanged, this, &VolumeMonitor::updateFromSystem);
     setupDevice();
     updateFromSystem();
 }
@@ -23,10 +27,6 @@ void VolumeMonitor::start() {
     if (m_running)
         return;
     m_running = true;
-    // A default device that appears or changes later is followed even when there was none at
-    // start, so an audio server that comes up after us is picked up.
-    connect(m_output.get(), &AudioOutput::defaultDeviceChanged, this, &VolumeMonitor::rebind);
-    connect(m_output.get(), &AudioOutput::valuesChanged, this, &VolumeMonitor::updateFromSystem);
     addListeners();
 
     QPointer<VolumeMonitor> self(this);
@@ -47,7 +47,7 @@ void VolumeMonitor::start() {
 void VolumeMonitor::set(float value) {
     if (m_deviceID == 0)
         return;
-    m_output->setMainVolume(m_deviceID, std::clamp(value, 0.0f, 1.0f));
+    m_output->setMainVolume(m_deviceID, std::clamp(value, 0.0f, std::max(1.0f, m_volume)));
 }
 
 void VolumeMonitor::toggleMute() {
@@ -88,6 +88,7 @@ void VolumeMonitor::addListeners() {
 
 void VolumeMonitor::rebind() {
     setupDevice();
-    addListeners();
+    if (m_running)
+        addListeners();
     updateFromSystem();
 }

@@ -10,9 +10,11 @@
 class SystemHUDSuppressor;
 
 // Mirrors the default output device's volume and mute state, follows the default device, and
-// performs the changes the volume keys ask for. Main thread only.
+// performs the changes the volume keys ask for. Main thread only. The mirror follows the
+// system's reports from creation on, which may arrive after the constructor returns.
 class VolumeMonitor : public QObject {
     Q_OBJECT
+    // 0..1, above 1 while the device is amplified beyond full.
     Q_PROPERTY(float volume READ volume NOTIFY volumeChanged)
     Q_PROPERTY(bool isMuted READ isMuted NOTIFY isMutedChanged)
     Q_PROPERTY(quint32 deviceID READ deviceID NOTIFY deviceIDChanged)
@@ -32,7 +34,9 @@ public:
 
     // Listens for changes and takes over the volume keys; once.
     void start();
-    // Writes a volume, clamped to 0..1; the mirrored value follows from the system's report.
+    // Writes a volume, clamped to 0..1, or up to the current level when the device is amplified
+    // beyond full (so volume up never lowers it); the mirrored value follows from the system's
+    // report.
     void set(float value);
     void toggleMute();
     void setupDevice();

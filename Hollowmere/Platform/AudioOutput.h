@@ -6,8 +6,11 @@
 #include <memory>
 #include <optional>
 
-// The machine's default audio output device. Volumes are scalars 0..1. Signals arrive on the thread
-// that created the object, whatever thread the system reports on.
+// The machine's default audio output device. Volumes are scalars, 1 being full (100%); a device
+// amplified beyond that reads above 1. No call waits on an audio server: where the system answers
+// asynchronously, reads give what it last reported (absent until it first has) and writes are
+// sent without waiting. Signals arrive on the thread that created the object, whatever thread the
+// system reports on.
 class AudioOutput : public QObject {
     Q_OBJECT
 public:
@@ -22,6 +25,7 @@ public:
     // The volume of the device's first channel, for devices without an overall volume.
     virtual std::optional<float> firstChannelVolume(DeviceId device) = 0;
     virtual std::optional<bool> isMuted(DeviceId device) = 0;
+    // True when the change was handed to the system.
     virtual bool setMainVolume(DeviceId device, float value) = 0;
     virtual bool setMuted(DeviceId device, bool muted) = 0;
     // From now on valuesChanged() reports changes of this device (in addition to earlier ones).

@@ -14,18 +14,22 @@ struct PowerSourceReading {
     bool isOnACPower = false;
 };
 
-// The machine's internal battery. changed() arrives on the thread that created the object.
+// The machine's internal battery. Signals arrive on the thread that created the object.
 class PowerSource : public QObject {
     Q_OBJECT
 public:
     using QObject::QObject;
-    // Absent when there is no battery or the snapshot cannot be taken.
+    // The latest snapshot; absent when there is no battery or none could be taken yet. Never
+    // waits on a service: where the system answers asynchronously, this is its last answer.
     virtual std::optional<PowerSourceReading> read() = 0;
     // Starts reporting changes; false when the system offers no notification.
     virtual bool startNotifications() = 0;
 
 signals:
     void changed();
+    // The service behind the readings went away or came back: what it reports next is a new
+    // starting state, not a change from the last reading.
+    void restarted();
 };
 
 std::unique_ptr<PowerSource> makePowerSource();

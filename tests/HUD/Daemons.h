@@ -5,6 +5,7 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QProcess>
@@ -104,6 +105,59 @@ inline std::unique_ptr<Process> startMock(const QString& templateName, const QSt
         QTest::qWait(100);
     if (!bus->isServiceRegistered(busName).value())
         qWarning() << "mock" << templateName << "did not come up";
+    return mock;
+}
+
+// A PulseAudio daemon with two null sinks, "alpha" and "beta", listening at `socketName` under
+// `dir`; this process (and every pactl it runs) finds it through PULSE_SERVER.
+inline std::unique_ptr<Process> startPulseAudio(const QString& dir,
+                                                const QString& socketName = "native") {
+    const QString runtime = dir + "/run", home = dir + "/home";
+    QDir().mkpath(runtime);
+    QDir().mkpath(home);
+    const QString socket = runtime + "/" + socketName;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("HOME", home);
+    env.insert("XDG_RUNTIME_DIR", runtime);
+    env.remove("PULSE_SERVER");
+    auto pulse = std::make_unique<Process>(
+        "pulseaudio",
+        QStringList{"--daemonize=no", "--exit-idle-time=-1", "-n", "--use-pid-file=no",
+                    "--disable-shm=yes", "--log-target=stderr", "--log-level=error",
+                    "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket,
+                    "--load=module-null-sink sink_name=alpha",
+                    "--load=module-null-sink sink_name=beta"},
+        env);
+    qputenv("HOME", home.toUtf8());
+    qputenv("PULSE_SERVER", ("unix:" + socket).toUtf8());
+    QDeadlineTimer deadline(readyWaitMs);
+    while (!run("pactl", {"info"}) && !deadline.hasExpired())
+        QTest::qWait(100);
+    return pulse;
+}
+
+// Calls a method of a mock's org.freedesktop.DBus.Mock interface on the system bus.
+inline QDBusMessage callMock(const QString& service, const QString& path, const QString& method,
+                             const QVariantList& args) {
+    auto message =
+        QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Mock", method);
+    message.setArguments(args);
+    return QDBusConnection::systemBus().call(message, QDBus::Block, 10000);
+}
+
+// python3-dbusmock's logind with the session "auto", which gets the SetBrightness the template
+// lacks: it writes the level into `sysfs`/<device>/brightness, as logind does.
+inline std::unique_ptr<Process> startLogind(const QString& sysfs) {
+    auto mock = startMock("logind", "org.freedesktop.login1");
+    const QString login = "org.freedesktop.login1";
+    const auto added = callMock(login, "/org/freedesktop/login1", "AddSession",
+                                {"auto", "seat0", uint(0), "root", true});
+    const QString code =
+        QString("open('%1/' + args[1] + '/brightness', 'w').write('%d\\n' % args[2])").arg(sysfs);
+    const auto method = callMock(login, "/org/freedesktop/login1/session/auto", "AddMethod",
+                                 {"org.freedesktop.login1.Session", "SetBrightness", "ssu", "", code});
+    if (added.type() != QDBusMessage::ReplyMessage || method.type() != QDBusMessage::ReplyMessage)
+        qWarning() << "logind mock not set up:" << added.errorMessage() << method.errorMessage();
     return mock;
 }
 

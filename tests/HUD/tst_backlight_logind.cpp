@@ -9,8 +9,9 @@
 #include "HUD/SystemHUDSuppressor.h"
 #include "Platform/Linux/Backlight_linux.h"
 
-#include <QDBusMessage>
-#include <QDBusObjectPath>
+#include "../support/LoopGaps.h"
+
+#include <csignal>
 
 namespace {
 
@@ -25,13 +26,6 @@ QByteArray readFile(const QString& path) {
     return f.open(QIODevice::ReadOnly) ? f.readAll().trimmed() : QByteArray();
 }
 
-QDBusMessage callLogind(const QString& path, const QString& method, const QVariantList& args) {
-    auto message = QDBusMessage::createMethodCall("org.freedesktop.login1", path,
-                                                  "org.freedesktop.DBus.Mock", method);
-    message.setArguments(args);
-    return QDBusConnection::systemBus().call(message, QDBus::Block, 10000);
-}
-
 SystemDefinedEvent press(quint32 code) {
     return MediaKeys::auxKeyEvent(code, MediaKeys::keyDownState);
 }
@@ -44,6 +38,7 @@ private slots:
     void initTestCase();
     void picksFirmwareBeforeRaw();
     void pollsNoiseFloorAndWritesThroughLogind();
+    void aLogindThatDoesNotAnswerFreezesNothing();
 
 private:
     QTemporaryDir m_sysfs;
@@ -66,18 +61,7 @@ void TestBacklightLogind::initTestCase() {
     m_level = m_sysfs.path() + "/acpi_video0/brightness";
 
     m_bus = std::make_unique<Daemons::SystemBus>();
-    m_mock = Daemons::startMock("logind", "org.freedesktop.login1");
-    const auto added = callLogind("/org/freedesktop/login1", "AddSession",
-                                  {"auto", "seat0", uint(0), "root", true});
-    QCOMPARE(added.type(), QDBusMessage::ReplyMessage);
-    // The template's session has no SetBrightness; this one does what logind does with it.
-    const QString code =
-        QString("open('%1/' + args[1] + '/brightness', 'w').write('%d\\n' % args[2])")
-            .arg(m_sysfs.path());
-    const auto method =
-        callLogind("/org/freedesktop/login1/session/auto", "AddMethod",
-                   {"org.freedesktop.login1.Session", "SetBrightness", "ssu", "", code});
-    QVERIFY2(method.type() == QDBusMessage::ReplyMessage, qPrintable(method.errorMessage()));
+    m_mock = Daemons::startLogind(m_sysfs.path());
 }
 
 void TestBacklightLogind::picksFirmwareBeforeRaw() {
@@ -125,6 +109,25 @@ void TestBacklightLogind::pollsNoiseFloorAndWritesThroughLogind() {
     keys.handle(press(MediaKeys::brightnessUpCode));
     QTRY_COMPARE_WITH_TIMEOUT(readFile(m_level), QByteArray("10000"), Daemons::readyWaitMs);
     QCOMPARE(monitor.brightness(), 1.0f);
+}
+
+void TestBacklightLogind::aLogindThatDoesNotAnswerFreezesNothing() {
+    writeFile(m_level, "5000\n");
+    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
+    BrightnessMonitor monitor(std::make_unique<SysfsBacklight>(m_sysfs.path()), &keys);
+    monitor.start();
+    const pid_t logind = pid_t(m_mock->process().processId());
+    QCOMPARE(::kill(logind, SIGSTOP), 0);
+    LoopGaps gaps;
+    for (int i = 0; i < 3; ++i)
+        QTimer::singleShot(50 * i, &monitor,
+                           [&] { keys.handle(press(MediaKeys::brightnessUpCode)); });
+    QTest::qWait(1000);
+    const double longest = gaps.longestMs();
+    QCOMPARE(::kill(logind, SIGCONT), 0);
+    QVERIFY2(longest < 2000, qPrintable(QString("the loop stood still for %1 ms").arg(longest)));
+    QCOMPARE(monitor.brightness(), 0.6875f);
+    QTRY_COMPARE_WITH_TIMEOUT(readFile(m_level), QByteArray("6875"), Daemons::readyWaitMs);
 }
 
 int main(int argc, char** argv) {

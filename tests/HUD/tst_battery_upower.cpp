@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The battery monitor against UPower's D-Bus interface, served by python3-dbusmock.
+#include "../support/LoopGaps.h"
 #include "Daemons.h"
 #include "HUD/BatteryMonitor.h"
+
+#include <csignal>
 
 #include <QDBusMessage>
 #include <QDBusVariant>
@@ -44,6 +47,16 @@ bool setupBattery(double percentage, uint state) {
 
 using Kind = BatteryMonitor::Event::Kind;
 
+// The app's battery monitor, started, with the events it raised.
+struct Started {
+    BatteryMonitor battery;
+    std::vector<BatteryMonitor::Event> events;
+    Started() {
+        battery.onEvent = [this](const BatteryMonitor::Event& e) { events.push_back(e); };
+        battery.start();
+    }
+};
+
 } // namespace
 
 class TestBatteryUPower : public QObject {
@@ -53,6 +66,8 @@ private slots:
     void unplugThresholdsAndPlugBack();
     void startAtEightPercentWaitsForTheNextChange();
     void noBatteryChangesNothing();
+    void aServiceThatDoesNotAnswerFreezesNothing();
+    void appearingLaterIsTheStartingState();
 
 private:
     std::unique_ptr<Daemons::SystemBus> m_bus;
@@ -70,11 +85,10 @@ void TestBatteryUPower::unplugThresholdsAndPlugBack() {
     QVERIFY(setOnBattery(false));
     QVERIFY(setupBattery(50.0, charging));
 
-    BatteryMonitor battery;
-    std::vector<BatteryMonitor::Event> events;
-    battery.onEvent = [&](const BatteryMonitor::Event& e) { events.push_back(e); };
-    battery.start();
-    QCOMPARE(battery.percentage(), 50);
+    Started started;
+    auto& [battery, events] = started;
+    // UPower's answer comes after start(), never waited for.
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 50, Daemons::readyWaitMs);
     QVERIFY(battery.isPluggedIn());
     QVERIFY(battery.isCharging());
     QVERIFY(events.empty());
@@ -116,11 +130,9 @@ void TestBatteryUPower::startAtEightPercentWaitsForTheNextChange() {
     QVERIFY(setOnBattery(true));
     QVERIFY(setupBattery(8.0, discharging));
 
-    BatteryMonitor battery;
-    std::vector<BatteryMonitor::Event> events;
-    battery.onEvent = [&](const BatteryMonitor::Event& e) { events.push_back(e); };
-    battery.start();
-    QCOMPARE(battery.percentage(), 8);
+    Started started;
+    auto& [battery, events] = started;
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 8, Daemons::readyWaitMs);
     QVERIFY(!battery.isPluggedIn());
     QVERIFY(events.empty());
 
@@ -138,8 +150,63 @@ void TestBatteryUPower::noBatteryChangesNothing() {
     QVERIFY(setDevice("IsPresent", false));
     BatteryMonitor battery;
     battery.start();
+    QTest::qWait(500); // time for UPower's answer, which must change nothing
     QCOMPARE(battery.percentage(), 100);
     QVERIFY(!battery.isPluggedIn());
+}
+
+void TestBatteryUPower::aServiceThatDoesNotAnswerFreezesNothing() {
+    QVERIFY(setOnBattery(false));
+    QVERIFY(setupBattery(50.0, charging));
+    Started started;
+    auto& [battery, events] = started;
+    QTRY_VERIFY_WITH_TIMEOUT(battery.isPluggedIn(), Daemons::readyWaitMs);
+
+    // UPower says the cable is out, then answers nothing for 6 s: the monitor asks for the new
+    // state at once, and its questions wait. A blocking call would hold the loop until its
+    // time-out.
+    QVERIFY(callMock(manager, "org.freedesktop.DBus.Mock", "AddMethod",
+                     {upower, "Stall", "bd", "",
+                      "self.Set('org.freedesktop.UPower', 'OnBattery', dbus.Boolean(args[0]))\n"
+                      "self.connection.flush()\n"
+                      "time.sleep(args[1])"}));
+    auto stall = QDBusMessage::createMethodCall(upower, manager, upower, "Stall");
+    stall.setArguments({true, 6.0});
+    QVERIFY(QDBusConnection::systemBus().send(stall));
+    LoopGaps gaps;
+    QTest::qWait(3000);
+    const double longest = gaps.longestMs();
+    QVERIFY2(longest < 2000, qPrintable(QString("the loop stood still for %1 ms").arg(longest)));
+    QVERIFY(events.empty());
+    // Its answer, once it comes, is taken.
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(1), Daemons::readyWaitMs);
+    QCOMPARE(events[0].kind, Kind::unplugged);
+}
+
+void TestBatteryUPower::appearingLaterIsTheStartingState() {
+    // The app starts before UPower; UPower then comes up on battery at 15%.
+    m_mock.reset();
+    Started started;
+    auto& [battery, events] = started;
+    m_mock = Daemons::startMock("upower", upower);
+    QVERIFY(setOnBattery(true));
+    QVERIFY(setupBattery(15.0, discharging));
+    QVERIFY(setDevice("Percentage", 14.5));
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 14, Daemons::readyWaitMs);
+    QVERIFY(!battery.isPluggedIn());
+    QVERIFY(events.empty());
+    QVERIFY(setDevice("Percentage", 9.0));
+    QTRY_COMPARE_WITH_TIMEOUT(events.size(), size_t(1), Daemons::readyWaitMs);
+    QCOMPARE(events[0].kind, Kind::low);
+
+    // It restarts, and comes back plugged in at 60%: again a starting state, not a plug event.
+    m_mock.reset();
+    m_mock = Daemons::startMock("upower", upower);
+    QVERIFY(setOnBattery(false));
+    QVERIFY(setupBattery(60.0, charging));
+    QTRY_COMPARE_WITH_TIMEOUT(battery.percentage(), 60, Daemons::readyWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(battery.isPluggedIn(), Daemons::readyWaitMs);
+    QCOMPARE(events.size(), size_t(1));
 }
 
 int main(int argc, char** argv) {

@@ -123,6 +123,14 @@ void TestHUDMonitors::volumeKeysWriteClampedStepsToTheDefaultDevice() {
     QCOMPARE(o->volumeWrites.back().second, 1.0f);
     m.set(-0.2f);
     QCOMPARE(o->volumeWrites.back().second, 0.0f);
+    // Amplified beyond full: the real level is kept, up leaves it there, down steps from it.
+    o->devices[5].main = 1.5f;
+    emit o->valuesChanged();
+    QCOMPARE(m.volume(), 1.5f);
+    keys.handle(press(0));
+    QCOMPARE(o->volumeWrites.back().second, 1.5f);
+    keys.handle(press(1));
+    QCOMPARE(o->volumeWrites.back().second, 1.4375f);
 
     keys.handle(press(7));
     QCOMPARE(o->muteWrites.back(), std::make_pair(5u, true));
@@ -276,6 +284,17 @@ void TestHUDMonitors::batteryRaisesEventsFromReadings() {
     s->reading.reset();
     emit s->changed();
     QCOMPARE(m.percentage(), 19);
+
+    // The source comes back (a service restarted) unplugged at 15%: that is where it starts,
+    // not an unplug and a fall through 20%.
+    const auto before = events.size();
+    emit s->restarted();
+    s->set(15, 100, false, false);
+    QCOMPARE(m.percentage(), 15);
+    QCOMPARE(events.size(), before);
+    s->set(9, 100, false, false);
+    QCOMPARE(events.size(), before + 1);
+    QCOMPARE(events.back().kind, BatteryMonitor::Event::Kind::low);
 }
 
 QTEST_GUILESS_MAIN(TestHUDMonitors)

@@ -62,6 +62,11 @@ void TestHUDRules::barValueFollowsTheKind() {
     QCOMPARE(HUDRules::label(Kind::volume(), HUDRules::barValue(Kind::volume(), 0.8f, true, 0)),
              QString("0%"));
     QCOMPARE(HUDRules::barValue(Kind::brightness(), 0.8f, true, 0.3f), 0.3f);
+    // Beyond full the bar is full and the label tells the real level.
+    QCOMPARE(HUDRules::barValue(Kind::volume(), 1.5f, false, 0), 1.0f);
+    QCOMPARE(HUDRules::barValue(Kind::batteryPlugged(101), 0, false, 0), 1.0f);
+    QCOMPARE(HUDRules::label(Kind::volume(), HUDRules::level(Kind::volume(), 1.5f, false, 0)),
+             QString("150%"));
 }
 
 void TestHUDRules::segmentsRoundUpAndWidthsHaveAFloor() {

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The volume monitor against a real PulseAudio daemon with two null sinks.
+#include "../support/LoopGaps.h"
 #include "Daemons.h"
 #include "Fakes.h"
 #include "HUD/HUDRules.h"
 #include "HUD/MediaKeys.h"
 #include "HUD/SystemHUDSuppressor.h"
 #include "HUD/VolumeMonitor.h"
+
+#include <csignal>
 
 namespace {
 
@@ -36,6 +39,13 @@ quint32 sinkId(const QString& name) {
     return 0;
 }
 
+// The app's volume monitor, started, with its own key suppressor.
+struct Started {
+    SystemHUDSuppressor keys{std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; }};
+    VolumeMonitor volume{makeAudioOutput(), &keys};
+    Started() { volume.start(); }
+};
+
 } // namespace
 
 class TestVolumePulse : public QObject {
@@ -43,6 +53,8 @@ class TestVolumePulse : public QObject {
 private slots:
     void initTestCase();
     void keysStepClampAndMute();
+    void aboveFullKeepsItsLevel();
+    void aStoppedServerFreezesNothing();
     void followsTheDefaultSink();
     void comesBackAfterTheServerRestarts();
     void startsBeforeTheServer();
@@ -61,36 +73,19 @@ void TestVolumePulse::initTestCase() {
 }
 
 void TestVolumePulse::startPulse(const QString& socketName) {
-    const QString run = m_dir.path() + "/run", home = m_dir.path() + "/home";
-    QVERIFY(QDir().mkpath(run) && QDir().mkpath(home));
-    const QString socket = run + "/" + socketName;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("HOME", home);
-    env.insert("XDG_RUNTIME_DIR", run);
-    env.remove("PULSE_SERVER");
-    m_pulse = std::make_unique<Daemons::Process>(
-        "pulseaudio",
-        QStringList{"--daemonize=no", "--exit-idle-time=-1", "-n", "--use-pid-file=no",
-                    "--disable-shm=yes", "--log-target=stderr", "--log-level=error",
-                    "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket,
-                    "--load=module-null-sink sink_name=alpha",
-                    "--load=module-null-sink sink_name=beta"},
-        env);
-    // Our client and pactl both find the daemon through PULSE_SERVER.
-    qputenv("HOME", home.toUtf8());
-    qputenv("PULSE_SERVER", ("unix:" + socket).toUtf8());
-    QTRY_VERIFY_WITH_TIMEOUT(Daemons::run("pactl", {"info"}), Daemons::readyWaitMs);
+    m_pulse = Daemons::startPulseAudio(m_dir.path(), socketName);
+    QVERIFY(Daemons::run("pactl", {"info"}));
 }
 
 void TestVolumePulse::keysStepClampAndMute() {
     pactl({"set-sink-volume", "alpha", "97%"});
     pactl({"set-sink-mute", "alpha", "0"});
-    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
-    VolumeMonitor volume(makeAudioOutput(), &keys);
-    QCOMPARE(volume.deviceID(), sinkId("alpha"));
-    QVERIFY(qAbs(volume.volume() - 0.97f) < 0.0001f);
+    Started started;
+    auto& [keys, volume] = started;
+    // The server's answers arrive after creation, never waited for.
+    QTRY_COMPARE_WITH_TIMEOUT(volume.deviceID(), sinkId("alpha"), Daemons::readyWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(qAbs(volume.volume() - 0.97f) < 0.0001f, Daemons::readyWaitMs);
     QVERIFY(!volume.isMuted());
-    volume.start();
 
     keys.handle(press(MediaKeys::soundUpCode));
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 1.0f, Daemons::readyWaitMs);
@@ -120,15 +115,56 @@ void TestVolumePulse::keysStepClampAndMute() {
     QTRY_VERIFY_WITH_TIMEOUT(!volume.isMuted(), Daemons::readyWaitMs);
 }
 
+void TestVolumePulse::aboveFullKeepsItsLevel() {
+    pactl({"set-default-sink", "alpha"});
+    pactl({"set-sink-volume", "alpha", "98304"}); // 150%
+    Started started;
+    auto& [keys, volume] = started;
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 1.5f, Daemons::readyWaitMs);
+
+    // Up does not pull it back to 100%; down steps from where it is.
+    keys.handle(press(MediaKeys::soundUpCode));
+    keys.handle(press(MediaKeys::soundDownCode));
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 1.4375f, Daemons::readyWaitMs);
+    QCOMPARE(rawVolume("alpha"), 94208);
+    const auto kind = HUDKind::volume();
+    QCOMPARE(HUDRules::barValue(kind, volume.volume(), false, 0), 1.0f);
+    QCOMPARE(HUDRules::label(kind, HUDRules::level(kind, volume.volume(), false, 0)),
+             QString("144%"));
+}
+
+void TestVolumePulse::aStoppedServerFreezesNothing() {
+    pactl({"set-default-sink", "alpha"});
+    pactl({"set-sink-volume", "alpha", "16384"});
+    Started started;
+    auto& [keys, volume] = started;
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.25f, Daemons::readyWaitMs);
+
+    // A server that answers nothing (stopped, as a stuck one would be): key presses and the
+    // loop around them go on. A synchronous round trip would hold the loop for libpulse's 30 s.
+    const pid_t server = pid_t(m_pulse->process().processId());
+    QCOMPARE(::kill(server, SIGSTOP), 0);
+    LoopGaps gaps;
+    for (int i = 0; i < 3; ++i)
+        QTimer::singleShot(50 * i, &volume, [&] { keys.handle(press(MediaKeys::soundUpCode)); });
+    QTest::qWait(1000);
+    const double longest = gaps.longestMs();
+    QCOMPARE(::kill(server, SIGCONT), 0);
+    // A freeze is seconds long; scheduling on a busy machine is far shorter than this.
+    QVERIFY2(longest < 2000, qPrintable(QString("the loop stood still for %1 ms").arg(longest)));
+    // Once it answers again, what was sent lands: each press stepped from the level then known.
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.3125f, Daemons::readyWaitMs);
+    QCOMPARE(rawVolume("alpha"), 20480);
+}
+
 void TestVolumePulse::followsTheDefaultSink() {
     pactl({"set-default-sink", "alpha"});
     pactl({"set-sink-volume", "alpha", "16384"});
     pactl({"set-sink-volume", "beta", "49152"});
     pactl({"set-sink-mute", "beta", "1"});
-    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
-    VolumeMonitor volume(makeAudioOutput(), &keys);
-    volume.start();
-    QCOMPARE(volume.volume(), 0.25f);
+    Started started;
+    auto& [keys, volume] = started;
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.25f, Daemons::readyWaitMs);
 
     pactl({"set-default-sink", "beta"});
     QTRY_COMPARE_WITH_TIMEOUT(volume.deviceID(), sinkId("beta"), Daemons::readyWaitMs);
@@ -146,10 +182,9 @@ void TestVolumePulse::followsTheDefaultSink() {
 void TestVolumePulse::comesBackAfterTheServerRestarts() {
     pactl({"set-default-sink", "alpha"});
     pactl({"set-sink-volume", "alpha", "16384"});
-    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
-    VolumeMonitor volume(makeAudioOutput(), &keys);
-    volume.start();
-    QCOMPARE(volume.volume(), 0.25f);
+    Started started;
+    auto& [keys, volume] = started;
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.25f, Daemons::readyWaitMs);
 
     QTest::ignoreMessage(QtWarningMsg, "Hollowmere: lost the PulseAudio server, retrying");
     m_pulse.reset();
@@ -168,9 +203,8 @@ void TestVolumePulse::startsBeforeTheServer() {
     qputenv("PULSE_SERVER", ("unix:" + m_dir.path() + "/run/later").toUtf8());
     QTest::ignoreMessage(QtWarningMsg,
                          "Hollowmere: no PulseAudio server yet; volume follows once one runs");
-    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
-    VolumeMonitor volume(makeAudioOutput(), &keys);
-    volume.start();
+    Started started;
+    auto& [keys, volume] = started;
     QCOMPARE(volume.deviceID(), 0u);
     keys.handle(press(MediaKeys::soundUpCode));
     QCOMPARE(volume.volume(), 0.0f);

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The battery as UPower's display device sees it, on the system bus.
+// The battery as UPower's display device sees it, on the system bus. Every call is asynchronous:
+// a notification starts a fetch whose answer updates the kept reading and then reports changed(),
+// so a UPower that answers slowly or never cannot hold up the caller's thread.
 #include "Platform/PowerSource.h"
 
-#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
 #include <QDBusVariant>
 #include <QDebug>
 #include <QVariantMap>
@@ -17,7 +21,8 @@ const QString service = QStringLiteral("org.freedesktop.UPower");
 const QString managerPath = QStringLiteral("/org/freedesktop/UPower");
 const QString displayDevicePath = QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice");
 const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
-constexpr int callTimeoutMs = 2000;
+// A UPower that has not answered by then is asked again at the next notification.
+constexpr int callTimeoutMs = 10000;
 constexpr uint batteryType = 2;
 constexpr uint chargingState = 1;
 // Percentages are kept to hundredths, so a level of 99.99 still truncates to 99.
@@ -26,37 +31,33 @@ constexpr int capacityScale = 10000;
 class UPowerSource final : public PowerSource {
     Q_OBJECT
 public:
-    std::optional<PowerSourceReading> read() override;
+    std::optional<PowerSourceReading> read() override { return m_reading; }
     bool startNotifications() override;
 
 private slots:
-    void onPropertiesChanged() { emit changed(); }
+    void onPropertiesChanged() { fetch(); }
 
 private:
-    std::optional<QVariant> call(const QString& path, const QString& method,
-                                 const QVariantList& args) const;
+    // One fetch at a time; notifications during it ask for one more afterwards.
+    void fetch();
+    void fetched(const std::optional<PowerSourceReading>& reading, bool answered);
+    QDBusPendingCall ask(const QString& path, const QString& method, const QVariantList& args);
+
+    std::optional<PowerSourceReading> m_reading;
+    QDBusServiceWatcher* m_watcher = nullptr;
+    bool m_fetching = false;
+    bool m_again = false;
 };
 
-std::optional<QVariant> UPowerSource::call(const QString& path, const QString& method,
-                                           const QVariantList& args) const {
+QDBusPendingCall UPowerSource::ask(const QString& path, const QString& method,
+                                   const QVariantList& args) {
     QDBusMessage message =
         QDBusMessage::createMethodCall(service, path, propertiesInterface, method);
     message.setArguments(args);
-    const QDBusMessage reply =
-        QDBusConnection::systemBus().call(message, QDBus::Block, callTimeoutMs);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return std::nullopt;
-    return reply.arguments().first();
+    return QDBusConnection::systemBus().asyncCall(message, callTimeoutMs);
 }
 
-std::optional<PowerSourceReading> UPowerSource::read() {
-    const auto all = call(displayDevicePath, QStringLiteral("GetAll"),
-                          {QStringLiteral("org.freedesktop.UPower.Device")});
-    const auto onBattery =
-        call(managerPath, QStringLiteral("Get"), {service, QStringLiteral("OnBattery")});
-    if (!all || !onBattery)
-        return std::nullopt;
-    const QVariantMap device = qdbus_cast<QVariantMap>(*all);
+std::optional<PowerSourceReading> toReading(const QVariantMap& device, bool onBattery) {
     if (!device.value(QStringLiteral("IsPresent")).toBool() ||
         device.value(QStringLiteral("Type")).toUInt() != batteryType)
         return std::nullopt;
@@ -65,8 +66,50 @@ std::optional<PowerSourceReading> UPowerSource::read() {
     reading.currentCapacity = int(std::lround(percentage * capacityScale / 100.0));
     reading.maxCapacity = capacityScale;
     reading.isCharging = device.value(QStringLiteral("State")).toUInt() == chargingState;
-    reading.isOnACPower = !qdbus_cast<QDBusVariant>(*onBattery).variant().toBool();
+    reading.isOnACPower = !onBattery;
     return reading;
+}
+
+void UPowerSource::fetch() {
+    if (m_fetching) {
+        m_again = true;
+        return;
+    }
+    m_fetching = true;
+    m_again = false;
+    // Both answers are needed; the second is read once the first has come.
+    const QDBusPendingCall device =
+        ask(displayDevicePath, QStringLiteral("GetAll"), {service + QStringLiteral(".Device")});
+    const QDBusPendingCall manager =
+        ask(managerPath, QStringLiteral("Get"), {service, QStringLiteral("OnBattery")});
+    auto* watcher = new QDBusPendingCallWatcher(device, this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, manager](QDBusPendingCallWatcher* w) {
+                w->deleteLater();
+                const QDBusPendingReply<QVariantMap> deviceReply = *w;
+                auto* second = new QDBusPendingCallWatcher(manager, this);
+                connect(second, &QDBusPendingCallWatcher::finished, this,
+                        [this, deviceReply](QDBusPendingCallWatcher* w2) {
+                            w2->deleteLater();
+                            const QDBusPendingReply<QDBusVariant> onBattery = *w2;
+                            if (deviceReply.isError() || onBattery.isError())
+                                return fetched(std::nullopt, false);
+                            fetched(toReading(deviceReply.value(),
+                                              onBattery.value().variant().toBool()),
+                                    true);
+                        });
+            });
+}
+
+void UPowerSource::fetched(const std::optional<PowerSourceReading>& reading, bool answered) {
+    m_fetching = false;
+    // Without an answer the last reading stands; a machine without a battery reads as none.
+    if (answered) {
+        m_reading = reading;
+        emit changed();
+    }
+    if (m_again)
+        fetch();
 }
 
 bool UPowerSource::startNotifications() {
@@ -80,6 +123,17 @@ bool UPowerSource::startNotifications() {
                                     SLOT(onPropertiesChanged()));
     const bool manager = bus.connect(service, managerPath, propertiesInterface, signal, this,
                                      SLOT(onPropertiesChanged()));
+    // UPower starting after us, or restarting: its first answer is a starting state.
+    m_watcher =
+        new QDBusServiceWatcher(service, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(m_watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+            [this](const QString&, const QString&, const QString& newOwner) {
+                m_reading.reset();
+                emit restarted();
+                if (!newOwner.isEmpty())
+                    fetch();
+            });
+    fetch();
     return device && manager;
 }
 
