@@ -3,7 +3,9 @@
 
 #include <QQuickImageProvider>
 
-// Serves "image://symbol/<argb hex>/<symbol name>" to the views. Register it on an engine with
+// Serves "image://symbol/<argb hex>/<symbol name>" to the views: the app's own artwork of that
+// name (":/assets/NAME.svg", such as "claude-logo") where there is one, else a system symbol.
+// Register it on an engine with
 // addImageProvider(SymbolImageProvider::providerId, new SymbolImageProvider).
 class SymbolImageProvider : public QQuickImageProvider {
 public:

@@ -13,6 +13,9 @@
 
 #include "Protocol.h"
 
+// A wire timestamp (seconds since 2001-01-01 UTC) as a date; out-of-range values are clamped.
+QDateTime dateFromWire(double seconds);
+
 // Answers the waiting hook connection; may be called long after the request, at most once.
 using Respond = std::function<void(const HookDecision&)>;
 

@@ -33,13 +33,6 @@ std::optional<QString> str(const std::optional<std::string>& s) {
     return QString::fromStdString(*s);
 }
 
-QDateTime dateFromWire(double seconds) {
-    // Clamped so that a hostile timestamp cannot overflow the conversion.
-    const double unixMs = std::clamp(seconds + referenceDateUnixOffset, -1e13, 1e13) * 1000.0;
-    return QDateTime::fromMSecsSinceEpoch(std::isfinite(unixMs) ? qint64(std::llround(unixMs)) : 0,
-                                          Qt::UTC);
-}
-
 QString oneLine(QString text) {
     text.replace(QLatin1String("\r\n"), QLatin1String(" "));
     text.replace(u'\n', u' ');
@@ -109,6 +102,13 @@ std::vector<Session> sortedNewestFirst(std::vector<Session> list,
 }
 
 } // namespace
+
+QDateTime dateFromWire(double seconds) {
+    // Clamped so that a hostile timestamp cannot overflow the conversion.
+    const double unixMs = std::clamp(seconds + referenceDateUnixOffset, -1e13, 1e13) * 1000.0;
+    return QDateTime::fromMSecsSinceEpoch(std::isfinite(unixMs) ? qint64(std::llround(unixMs)) : 0,
+                                          Qt::UTC);
+}
 
 SessionStore::SessionStore(QObject* parent) : SessionStore(Environment{}, parent) {}
 

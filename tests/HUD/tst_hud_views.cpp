@@ -11,6 +11,7 @@
 #include "HUD/SystemHUDSuppressor.h"
 #include "HUD/VolumeMonitor.h"
 #include "Notch/NotchPalette.h"
+#include "Pixels.h"
 #include "Platform/SymbolImageProvider.h"
 #include "Platform/SymbolImages.h"
 
@@ -37,20 +38,6 @@ Rectangle {
     }
 }
 )";
-
-bool near(QColor a, QColor b, int tolerance = 40) {
-    return qAbs(a.red() - b.red()) <= tolerance && qAbs(a.green() - b.green()) <= tolerance &&
-           qAbs(a.blue() - b.blue()) <= tolerance;
-}
-
-// Counts pixels of an area close to a colour.
-int pixelsNear(const QImage& image, const QRect& area, QColor color) {
-    int n = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            n += near(image.pixelColor(x, y), color) ? 1 : 0;
-    return n;
-}
 
 struct Monitors {
     SystemHUDSuppressor keys{std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; }};

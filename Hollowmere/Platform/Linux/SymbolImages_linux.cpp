@@ -23,6 +23,18 @@ const std::map<QString, Drawing>& drawings() {
         {QStringLiteral("battery.100"), {"battery-level-100-symbolic.svg", true}},
         {QStringLiteral("battery.25"), {"battery-level-20-symbolic.svg", true}},
         {QStringLiteral("bolt.fill"), {"bolt-symbolic.svg"}},
+        {QStringLiteral("sparkle"), {"sparkle-symbolic.svg"}},
+        {QStringLiteral("exclamationmark"), {"exclamationmark-symbolic.svg"}},
+        {QStringLiteral("checkmark"), {"object-select-symbolic.svg"}},
+        {QStringLiteral("checkmark.circle.fill"), {"checkmark-circle-fill-symbolic.svg"}},
+        {QStringLiteral("pause.fill"), {"media-playback-pause-symbolic.svg"}},
+        {QStringLiteral("ellipsis"), {"view-more-horizontal-symbolic.svg"}},
+        {QStringLiteral("bell.badge.fill"), {"preferences-system-notifications-symbolic.svg"}},
+        {QStringLiteral("terminal.fill"), {"utilities-terminal-symbolic.svg"}},
+        {QStringLiteral("rectangle.dashed"), {"rectangle-dashed-symbolic.svg"}},
+        {QStringLiteral("chevron.left.forwardslash.chevron.right"), {"code-symbolic.svg"}},
+        {QStringLiteral("arrow.up.right"), {"arrow-up-right-symbolic.svg"}},
+        {QStringLiteral("chevron.up"), {"chevron-up-symbolic.svg"}},
     };
     return map;
 }

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+// One QML scene of the notch's views in a window of its own, rendered and grabbed.
+#pragma once
+
+#include "Platform/SymbolImageProvider.h"
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTest>
+
+#include <memory>
+
+class QuickScene {
+public:
+    QuickScene() {
+        engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+        engine.addImageProvider(SymbolImageProvider::providerId, new SymbolImageProvider);
+    }
+    ~QuickScene() { root.reset(); } // the scene goes before its window
+
+    // Creates the scene from QML text; false (with the errors logged) when it does not load.
+    bool load(const QByteArray& qml, const QVariantMap& properties = {}) {
+        QQmlComponent component(&engine);
+        component.setData(qml, QUrl(QStringLiteral("qrc:/tests/scene.qml")));
+        if (component.isError()) {
+            qWarning() << component.errors();
+            return false;
+        }
+        root.reset(component.createWithInitialProperties(properties));
+        item = qobject_cast<QQuickItem*>(root.get());
+        if (!item) {
+            qWarning() << component.errors();
+            return false;
+        }
+        item->setParentItem(window.contentItem());
+        window.resize(qMax(1, int(item->width())), qMax(1, int(item->height())));
+        window.show();
+        return QTest::qWaitForWindowExposed(&window);
+    }
+
+    // The window as drawn after a frame; images load asynchronously, so give them a moment.
+    QImage grab(int settleMs = 150) {
+        window.resize(qMax(1, int(item->width())), qMax(1, int(item->height())));
+        QTest::qWait(settleMs);
+        return window.grabWindow();
+    }
+
+    template <typename T = QQuickItem> T* find(const QString& objectName) const {
+        return item ? item->findChild<T*>(objectName) : nullptr;
+    }
+
+    QQmlEngine engine;
+    QQuickWindow window;
+    std::unique_ptr<QObject> root;
+    QQuickItem* item = nullptr;
+};
