@@ -22,3 +22,6 @@ render() {
 
 # NotchKit: notch and floating styles, compact and expanded.
 render "$build/bin/notchkit-demo" "$out"
+
+# Prompt card: Bash, Edit, Write, a question, a notification with suggestions, and a stop.
+render "$build/bin/hollowmere-promptcard-demo" "$out"

@@ -35,16 +35,20 @@ public:
             return false;
         }
         item->setParentItem(window.contentItem());
-        window.resize(qMax(1, int(item->width())), qMax(1, int(item->height())));
+        // Room for the scene to grow: an offscreen window resized later keeps drawing at its
+        // first size.
+        window.resize(qMax(int(item->width()), 640), qMax(int(item->height()), 900));
         window.show();
         return QTest::qWaitForWindowExposed(&window);
     }
 
-    // The window as drawn after a frame; images load asynchronously, so give them a moment.
+    // The scene as drawn after a frame; images load asynchronously, so give them a moment.
     QImage grab(int settleMs = 150) {
-        window.resize(qMax(1, int(item->width())), qMax(1, int(item->height())));
         QTest::qWait(settleMs);
-        return window.grabWindow();
+        const QImage image = window.grabWindow();
+        const qreal dpr = image.devicePixelRatio();
+        return image.copy(0, 0, qMax(1, int(item->width() * dpr)),
+                          qMax(1, int(item->height() * dpr)));
     }
 
     template <typename T = QQuickItem> T* find(const QString& objectName) const {
