@@ -39,9 +39,8 @@ struct Services {
         Daemons::run("pactl", {"set-sink-volume", "alpha", "16384"});
         const QString sysfs = dir.path() + "/backlight/acpi_video0";
         QDir().mkpath(sysfs);
-        for (const auto& [file, value] : {std::pair{"type", "firmware"},
-                                          {"max_brightness", "10000"},
-                                          {"brightness", "5000"}}) {
+        for (const auto& [file, value] :
+             {std::pair{"type", "firmware"}, {"max_brightness", "10000"}, {"brightness", "5000"}}) {
             QFile f(sysfs + '/' + file);
             f.open(QIODevice::WriteOnly);
             f.write(QByteArray(value) + '\n');
@@ -50,21 +49,23 @@ struct Services {
         upower = Daemons::startMock("upower", "org.freedesktop.UPower");
         const QString upowerName = "org.freedesktop.UPower", manager = "/org/freedesktop/UPower";
         Daemons::callMock(upowerName, manager, "SetupDisplayDevice",
-                          {uint(2), uint(2), 50.0, 30.0, 60.0, 10.0, qlonglong(3600),
-                           qlonglong(0), true, QString("battery-good-symbolic"), uint(1)});
+                          {uint(2), uint(2), 50.0, 30.0, 60.0, 10.0, qlonglong(3600), qlonglong(0),
+                           true, QString("battery-good-symbolic"), uint(1)});
         // Announces a change of OnBattery, then answers nothing for the given seconds.
-        Daemons::callMock(upowerName, manager, "AddMethod",
-                          {upowerName, "Stall", "bd", "",
-                           "self.Set('org.freedesktop.UPower', 'OnBattery', dbus.Boolean(args[0]))\n"
-                           "self.connection.flush()\n"
-                           "time.sleep(args[1])"});
+        Daemons::callMock(
+            upowerName, manager, "AddMethod",
+            {upowerName, "Stall", "bd", "",
+             "self.Set('org.freedesktop.UPower', 'OnBattery', dbus.Boolean(args[0]))\n"
+             "self.connection.flush()\n"
+             "time.sleep(args[1])"});
         logind = Daemons::startLogind(dir.path() + "/backlight");
     }
     QString backlight() const { return dir.path() + "/backlight"; }
     pid_t pid(Daemons::Process& p) { return pid_t(p.process().processId()); }
 };
 
-// One round: `presses` volume-up presses, one every pressIntervalMs; the longest gap seen.
+// One round: `presses` volume-up presses, one every pressIntervalMs, then a second for replies;
+// the longest gap seen.
 double round(SystemHUDSuppressor& keys, int presses) {
     LoopGaps gaps;
     for (int i = 0; i < presses; ++i)
@@ -109,7 +110,10 @@ int main(int argc, char** argv) {
     battery.start();
     QTest::qWait(1000); // first answers in
 
-    std::vector<double> answering, stuck;
+    // The floor: the same loop, services answering, no key pressed.
+    std::vector<double> idle, answering, stuck;
+    for (int i = 0; i < rounds; ++i)
+        idle.push_back(round(keys, 0));
     for (int i = 0; i < rounds; ++i) {
         Daemons::run("pactl", {"set-sink-volume", "alpha", "16384"});
         QTest::qWait(200);
@@ -118,9 +122,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < rounds; ++i) {
         Daemons::run("pactl", {"set-sink-volume", "alpha", "16384"});
         QTest::qWait(200);
-        auto stall = QDBusMessage::createMethodCall("org.freedesktop.UPower",
-                                                    "/org/freedesktop/UPower",
-                                                    "org.freedesktop.UPower", "Stall");
+        auto stall = QDBusMessage::createMethodCall(
+            "org.freedesktop.UPower", "/org/freedesktop/UPower", "org.freedesktop.UPower", "Stall");
         const double stallSeconds = (pressIntervalMs * presses + tailMs) / 1000.0 + 1;
         stall.setArguments({i % 2 == 0, stallSeconds});
         QDBusConnection::systemBus().send(stall);
@@ -132,18 +135,21 @@ int main(int argc, char** argv) {
         QTest::qWait(int(stallSeconds * 1000));
     }
 
-    const Figures ref = summarise(answering), bad = summarise(stuck);
+    const Figures quiet = summarise(idle), ref = summarise(answering), bad = summarise(stuck);
     std::printf("GUI thread's longest stall, %d volume-up presses %d ms apart, %d rounds "
                 "(median, worst):\n",
                 presses, pressIntervalMs, rounds);
-    std::printf("  services answering (reference):      %7.2f ms  %7.2f ms\n", ref.median,
+    std::printf("  no key pressed, services answering:       %8.2f ms %8.2f ms\n", quiet.median,
+                quiet.worst);
+    std::printf("  services answering (reference):           %8.2f ms %8.2f ms\n", ref.median,
                 ref.worst);
-    std::printf("  PulseAudio stopped, D-Bus not answering: %7.2f ms  %7.2f ms\n", bad.median,
+    std::printf("  PulseAudio stopped, D-Bus not answering:  %8.2f ms %8.2f ms\n", bad.median,
                 bad.worst);
-    std::printf("  ratio of medians: %.2f\n", bad.median / ref.median);
-    std::printf("  each round (answering | stopped):");
+    std::printf("  stopped / answering: %.2f (medians), %.2f (worst)\n", bad.median / ref.median,
+                bad.worst / ref.worst);
+    std::printf("  each round (idle | answering | stopped):");
     for (std::size_t i = 0; i < answering.size(); ++i)
-        std::printf(" %.1f|%.1f", answering[i], stuck[i]);
+        std::printf(" %.1f|%.1f|%.1f", idle[i], answering[i], stuck[i]);
     std::printf(" ms\n");
     return 0;
 }
