@@ -70,12 +70,17 @@ int main(int argc, char** argv) {
             ->property("model")
             .value<PromptCardModel*>()
             ->show(sample.session, sample.prompt);
+        // The card's height is known only once its columns are laid out in the first frame: give
+        // the window room, then keep the scene's part of the picture.
         QQuickWindow window;
         item->setParentItem(window.contentItem());
-        window.resize(int(item->width()), int(item->height()));
+        window.resize(int(item->width()), 900);
         window.show();
         settle(400); // symbols load asynchronously
-        const QImage image = window.grabWindow();
+        const QImage grabbed = window.grabWindow();
+        const qreal dpr = grabbed.devicePixelRatio();
+        const QImage image =
+            grabbed.copy(0, 0, int(item->width() * dpr), int(item->height() * dpr));
         const QString path = outDir + QStringLiteral("/promptcard-") + sample.name + ".png";
         if (!image.save(path)) {
             qWarning() << "cannot write" << path;
