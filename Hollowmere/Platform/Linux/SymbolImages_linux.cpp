@@ -35,6 +35,23 @@ const std::map<QString, Drawing>& drawings() {
         {QStringLiteral("chevron.left.forwardslash.chevron.right"), {"code-symbolic.svg"}},
         {QStringLiteral("arrow.up.right"), {"arrow-up-right-symbolic.svg"}},
         {QStringLiteral("chevron.up"), {"chevron-up-symbolic.svg"}},
+        {QStringLiteral("terminal"), {"utilities-terminal-symbolic.svg"}},
+        {QStringLiteral("chevron.left"), {"go-previous-symbolic.svg"}},
+        {QStringLiteral("arrow.counterclockwise"), {"view-refresh-symbolic.svg"}},
+        {QStringLiteral("arrow.down.circle.fill"), {"folder-download-symbolic.svg"}},
+        {QStringLiteral("arrow.uturn.backward"), {"edit-undo-symbolic.svg"}},
+        {QStringLiteral("checkmark.seal.fill"), {"emblem-ok-symbolic.svg"}},
+        {QStringLiteral("checkmark.shield.fill"), {"security-high-symbolic.svg"}},
+        {QStringLiteral("hand.point.up.left.fill"),
+         {"preferences-desktop-accessibility-symbolic.svg"}},
+        {QStringLiteral("hand.raised.fill"), {"emoji-people-symbolic.svg"}},
+        {QStringLiteral("info.circle"), {"help-about-symbolic.svg"}},
+        {QStringLiteral("lock.shield"), {"channel-secure-symbolic.svg"}},
+        {QStringLiteral("party.popper.fill"), {"starred-symbolic.svg"}},
+        {QStringLiteral("power"), {"system-shutdown-symbolic.svg"}},
+        {QStringLiteral("questionmark.bubble.fill"), {"dialog-question-symbolic.svg"}},
+        {QStringLiteral("slider.horizontal.3"), {"preferences-system-symbolic.svg"}},
+        {QStringLiteral("xmark"), {"window-close-symbolic.svg"}},
     };
     return map;
 }
