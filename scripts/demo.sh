@@ -25,3 +25,6 @@ render "$build/bin/notchkit-demo" "$out"
 
 # Prompt card: Bash, Edit, Write, a question, a notification with suggestions, and a stop.
 render "$build/bin/hollowmere-promptcard-demo" "$out"
+
+# Onboarding steps and settings tabs.
+render "$build/bin/hollowmere-windows-demo" "$out"

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "SettingsWindowController.h"
+
+#include "Onboarding/ViewEngine.h"
+#include "Platform/AppActivation.h"
+
+#include "Sessions/SessionStore.h"
+#include "Shell/UpdaterManager.h"
+
+#include <QQuickItem>
+#include <QQuickView>
+#include <QtQml/qqmlextensionplugin.h>
+
+Q_IMPORT_QML_PLUGIN(Hollowmere_SettingsPlugin)
+
+SettingsWindowController::SettingsWindowController(QObject* parent) : QObject(parent) {}
+
+SettingsWindowController::~SettingsWindowController() = default;
+
+void SettingsWindowController::bind(SessionStore* sessions, UpdaterManager* updater,
+                                    SettingsModel::Environment env) {
+    m_sessions = sessions;
+    m_updater = updater;
+    m_env = std::move(env);
+    m_bound = true;
+}
+
+bool SettingsWindowController::isOpen() const {
+    return m_window && m_window->isVisible();
+}
+
+void SettingsWindowController::show() {
+    if (!m_bound) {
+        qWarning("SettingsWindow.show: no sessions store bound");
+        return;
+    }
+    if (!m_window) {
+        m_model = std::make_unique<SettingsModel>(m_sessions, m_updater, m_env);
+        connect(m_model.get(), &SettingsModel::replayRequested, this,
+                &SettingsWindowController::replayRequested);
+        connect(m_model.get(), &SettingsModel::quitRequested, this,
+                &SettingsWindowController::quitRequested);
+        connect(m_model.get(), &SettingsModel::closeRequested, this,
+                &SettingsWindowController::close);
+        m_window = std::make_unique<QQuickView>();
+        m_window->setTitle(QStringLiteral("Hollowmere Settings"));
+        m_window->setResizeMode(QQuickView::SizeRootObjectToView);
+        ViewEngine::prepare(m_window->engine());
+        m_window->setInitialProperties({{"model", QVariant::fromValue(m_model.get())}});
+        m_window->setSource(
+            QUrl(QStringLiteral("qrc:/qt/qml/Hollowmere/Settings/SettingsView.qml")));
+        if (m_window->status() == QQuickView::Error) {
+            for (const auto& error : m_window->errors())
+                qWarning("Hollowmere: settings view: %s", qPrintable(error.toString()));
+        }
+        m_window->resize(m_window->initialSize().isValid() ? m_window->initialSize()
+                                                           : QSize(620, 640));
+        m_window->setMinimumSize(QSize(520, 480));
+        connect(m_window.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+            if (!visible)
+                AppActivation::setRegular(false);
+        });
+        connect(m_window.get(), &QWindow::activeChanged, this, [this] {
+            if (m_window && m_window->isActive())
+                m_model->refresh(); // the files may have changed while it was in the back
+        });
+    } else {
+        m_model->refresh();
+    }
+    AppActivation::setRegular(true);
+    AppActivation::activate();
+    const bool wasShown = m_window->isVisible();
+    m_window->show();
+    if (wasShown)
+        m_window->raise(); // behind other windows, perhaps
+    m_window->requestActivate();
+}
+
+void SettingsWindowController::close() {
+    if (m_window)
+        m_window->hide();
+}

@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+// The settings window's model over a temporary HOME with real files: the Connection tab's
+// install, confirmations, restore and revoke as the settings file sees them, and the store
+// following each edit; the window controller refusing to show before it is bound.
+#include "ClaudeIntegration/HooksInstaller.h"
+#include "Onboarding/Preferences.h"
+#include "Sessions/SessionStore.h"
+#include "Settings/SettingsModel.h"
+#include "Settings/SettingsWindowController.h"
+#include "Shell/UpdaterManager.h"
+
+#include <QDir>
+#include <QQuickView>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QByteArray readAll(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+void write(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+}
+
+// Only the machine's facts the test cannot own; every file operation is the real one.
+SettingsModel::Environment machine() {
+    SettingsModel::Environment env;
+    env.shared.accessibilityTrusted = [] { return true; };
+    env.shared.launchAgentInstalled = [] { return false; };
+    env.shared.openUrl = [](const QUrl&) {};
+    return env;
+}
+
+} // namespace
+
+class TestSettings : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_home;
+    QString m_settings;
+    std::unique_ptr<SessionStore> m_store;
+
+private slots:
+    void initTestCase() {
+        qputenv("HOME", m_home.path().toUtf8());
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
+                           m_home.filePath(".config"));
+        m_settings = HooksInstaller::settingsPath();
+        QVERIFY(m_settings.startsWith(m_home.path()));
+        // hookBinaryPath() wants hollowmere-hook beside this executable.
+        QVERIFY(HooksInstaller::hookBinaryPath());
+    }
+
+    void init() {
+        QDir(m_home.filePath(".claude")).removeRecursively();
+        QSettings().clear();
+        m_store = std::make_unique<SessionStore>();
+    }
+
+    void installUninstallAndRestore() {
+        const QByteArray original = "{\"hooks\": {\"Stop\": [{\"hooks\": [{\"type\": "
+                                    "\"command\", \"command\": \"mine\"}]}]}, \"theme\": \"dark\"}";
+        write(m_settings, original);
+        SettingsModel model(m_store.get(), nullptr, machine());
+        QVERIFY(!model.hooksInstalled());
+        QCOMPARE(model.hookStatusText(),
+                 QStringLiteral("Claude Code can't reach Hollowmere until we install the hook."));
+        QVERIFY(!model.backupExists());
+
+        model.installHooks();
+        QVERIFY(model.hooksInstalled());
+        QCOMPARE(model.hookStatusText(), QStringLiteral("Claude Code is wired up to Hollowmere."));
+        QVERIFY(model.backupExists());
+        QCOMPARE(model.problemText(), QString());
+
+        // Uninstall asks first; Cancel changes nothing.
+        const QByteArray installed = readAll(m_settings);
+        model.requestUninstall();
+        QVERIFY(model.confirming());
+        QCOMPARE(model.confirmTitle(),
+                 QStringLiteral("Uninstall Hollowmere hooks from Claude Code?"));
+        QCOMPARE(model.confirmMessage(), QStringLiteral("Claude Code will stop talking to "
+                                                        "Hollowmere. Your other hooks are left "
+                                                        "untouched."));
+        QCOMPARE(model.confirmLabel(), QStringLiteral("Uninstall"));
+        model.cancelConfirmation();
+        QVERIFY(!model.confirming());
+        QCOMPARE(readAll(m_settings), installed);
+        model.requestUninstall();
+        model.confirm();
+        QVERIFY(!model.hooksInstalled());
+        QVERIFY(readAll(m_settings).contains("mine"));
+
+        // Uninstalling again: nothing managed is left, the file stays as it is.
+        const QByteArray uninstalled = readAll(m_settings);
+        model.requestUninstall();
+        model.confirm();
+        QCOMPARE(readAll(m_settings), uninstalled);
+        QVERIFY(!model.hooksInstalled());
+
+        model.requestRestore();
+        QCOMPARE(model.confirmTitle(), QStringLiteral("Restore Claude Code settings from backup?"));
+        QCOMPARE(model.confirmMessage(),
+                 QStringLiteral("Your current ~/.claude/settings.json will be overwritten. The "
+                                "backup file will be removed."));
+        QCOMPARE(model.confirmLabel(), QStringLiteral("Restore"));
+        model.confirm();
+        QCOMPARE(readAll(m_settings), original);
+        QVERIFY(!model.backupExists()); // the restore item goes with the backup
+    }
+
+    // One Revoke per row, one occurrence per click; the store stops approving at once.
+    void revokeRemovesOneOccurrence() {
+        write(m_settings, R"json({"permissions": {"allow": ["Read", "Bash(git:*)", "Read"]}})json");
+        m_store->reloadAllowPatterns();
+        SettingsModel model(m_store.get(), nullptr, machine());
+        QCOMPARE(model.allowPatterns(), QStringList({"Read", "Bash(git:*)", "Read"}));
+        QCOMPARE(model.allowedCountText(), QStringLiteral("3"));
+
+        model.revoke(2);
+        QCOMPARE(model.allowPatterns(), QStringList({"Bash(git:*)", "Read"}));
+        QCOMPARE(HooksInstaller::currentAllowPatterns(), QStringList({"Bash(git:*)", "Read"}));
+        model.revoke(1);
+        model.revoke(7); // no such row: nothing happens
+        QCOMPARE(model.allowPatterns(), QStringList({"Bash(git:*)"}));
+        QCOMPARE(m_store->allowPatterns(), QStringList({"Bash(git:*)"}));
+        model.revoke(0);
+        QVERIFY(model.allowPatterns().isEmpty());
+        QCOMPARE(model.texts().value("noRules").toString(),
+                 QStringLiteral("No allowed rules — they'll show up here once you tap Always on "
+                                "a permission prompt."));
+    }
+
+    // A file the installer will not rewrite: the tab says why and the file is left as it is.
+    void refusedInstallIsShown() {
+        const QByteArray bytes = "{\"n\": 123456789012345678901234567890}";
+        write(m_settings, bytes);
+        SettingsModel model(m_store.get(), nullptr, machine());
+        model.installHooks();
+        QVERIFY(!model.hooksInstalled());
+        QVERIFY2(model.problemText().startsWith("failed to write settings: "),
+                 qPrintable(model.problemText()));
+        QCOMPARE(readAll(m_settings), bytes);
+    }
+
+    void generalTab() {
+        int launchAgent = 0;
+        SettingsModel::Environment env = machine();
+        env.shared.launchAgentInstalled = [&] { return launchAgent > 0; };
+        env.shared.installLaunchAgent = [&] { return ++launchAgent > 0; };
+        env.shared.uninstallLaunchAgent = [&] { return (launchAgent = 0) == 0; };
+        SettingsModel model(m_store.get(), nullptr, env);
+        QVERIFY(!model.startAtLogin());
+        model.setStartAtLogin(true);
+        QVERIFY(model.startAtLogin());
+        model.setStartAtLogin(false);
+        QVERIFY(!model.startAtLogin());
+
+        model.setSoundsEnabled(false);
+        QVERIFY(!Preferences::sounds());
+
+        QSettings().setValue(Preferences::onboardingCompleted, true);
+        QSettings().setValue(Preferences::onboardingResumeAt, 2);
+        QSignalSpy replay(&model, &SettingsModel::replayRequested);
+        model.replayOnboarding();
+        QCOMPARE(replay.count(), 1);
+        QVERIFY(!QSettings().contains(Preferences::onboardingCompleted));
+        QVERIFY(!QSettings().contains(Preferences::onboardingResumeAt));
+    }
+
+    void headerAndAbout() {
+        QCoreApplication::setApplicationVersion("1.2.3");
+        UpdaterManager updater(nullptr); // no framework: updates are absent
+        SettingsModel model(m_store.get(), &updater, machine());
+        QCOMPARE(model.versionLine(), QStringLiteral("Hollowmere · v1.2.3"));
+        QCOMPARE(model.versionText(), QStringLiteral("Version 1.2.3"));
+        QCOMPARE(model.tabs(), QStringList({"General", "Permissions", "Connection", "About"}));
+        QVERIFY(!model.updatesAvailable());
+        QSignalSpy quit(&model, &SettingsModel::quitRequested);
+        model.quit();
+        QCOMPARE(quit.count(), 1);
+    }
+
+    void showBeforeBindShowsNothing() {
+        SettingsWindowController controller;
+        QTest::ignoreMessage(QtWarningMsg, "SettingsWindow.show: no sessions store bound");
+        controller.show();
+        QVERIFY(!controller.isOpen());
+
+        controller.bind(m_store.get(), nullptr, machine());
+        controller.show();
+        QVERIFY(controller.isOpen());
+        QVERIFY(controller.window()->errors().isEmpty());
+        controller.model()->close();
+        QVERIFY(!controller.isOpen());
+    }
+};
+
+QTEST_MAIN(TestSettings)
+#include "tst_settings.moc"
