@@ -12,7 +12,7 @@ debian_packages=(
     qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-shapes
     qml6-module-qtquick-controls qml6-module-qtquick-templates qml6-module-qtquick-layouts
     qml6-module-qtqml-workerscript qml6-module-qttest qml6-module-qt5compat-graphicaleffects ccache
-    libgl-dev libegl-dev libxkbcommon-dev libx11-dev libxtst-dev libxext-dev
+    libgl-dev libegl-dev libxkbcommon-dev libx11-dev libxtst-dev libxext-dev libxfixes-dev
     nlohmann-json3-dev libbenchmark-dev libsimdjson-dev
     libpulse-dev pulseaudio pulseaudio-utils sound-theme-freedesktop
     dbus dbus-x11 python3-dbusmock python3-dbus python3-gi
