@@ -77,6 +77,13 @@ Item {
             wrapMode: Text.Wrap
             Accessible.name: text
         }
+        AskWhenChoice {
+            width: parent.width
+            title: root.flow.askWhenTitle
+            choices: root.flow.askWhenChoices
+            current: root.flow.askWhen
+            onChosen: (choice) => root.flow.askWhen = choice
+        }
         Text {
             width: parent.width
             visible: text.length > 0 && !root.flow.hooksInstalled

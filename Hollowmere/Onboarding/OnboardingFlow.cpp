@@ -43,6 +43,12 @@ OnboardingFlow::Environment OnboardingFlow::withDefaults(Environment env) {
         env.relaunch = [] { AppRelauncher::relaunch(); };
     if (!env.openUrl)
         env.openUrl = [](const QUrl& url) { QDesktopServices::openUrl(url); };
+    if (!env.askWhen)
+        env.askWhen = [] { return HooksInstaller::askWhen(); };
+    if (!env.setAskWhen)
+        env.setAskWhen = [](HooksInstaller::AskWhen c) { return HooksInstaller::setAskWhen(c); };
+    if (!env.managedEventNames)
+        env.managedEventNames = [] { return HooksInstaller::managedEventNames(); };
     return env;
 }
 
@@ -149,8 +155,29 @@ QString OnboardingFlow::hookPathText() const {
     return m_env.hookBinaryPath().value_or(QStringLiteral("(hook binary missing)"));
 }
 
-QStringList OnboardingFlow::hookEventNames() const {
-    return {QStringLiteral("PreToolUse"), QStringLiteral("Notification"), QStringLiteral("Stop")};
+QString OnboardingFlow::askWhenTitle() {
+    return QStringLiteral("Ask in the notch");
+}
+
+QVariantList OnboardingFlow::askWhenChoices() {
+    return {
+        QVariantMap{{"label", QStringLiteral("Before every tool")},
+                    {"detail", QStringLiteral("Every tool call waits for you in the notch, even "
+                                              "the ones Claude Code would run by itself.")}},
+        QVariantMap{{"label", QStringLiteral("Only when Claude Code would ask")},
+                    {"detail", QStringLiteral("Only what Claude Code would ask you about comes "
+                                              "to the notch; everything else runs as it would "
+                                              "without Hollowmere.")}},
+    };
+}
+
+void OnboardingFlow::setAskWhen(int choice) {
+    if (choice == askWhen() || choice < int(HooksInstaller::AskWhen::everyTool) ||
+        choice > int(HooksInstaller::AskWhen::claudeAsks))
+        return;
+    m_env.setAskWhen(HooksInstaller::AskWhen(choice));
+    emit askWhenChanged();
+    refreshStatus(); // installed hooks moved with the choice
 }
 
 QString OnboardingFlow::hooksPrimaryLabel() const {

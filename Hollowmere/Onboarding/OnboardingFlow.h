@@ -4,6 +4,8 @@
 // views only lay out. Main thread.
 #pragma once
 
+#include "ClaudeIntegration/HooksInstaller.h"
+
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -34,7 +36,10 @@ class OnboardingFlow : public QObject {
         bool soundsEnabled READ soundsEnabled WRITE setSoundsEnabled NOTIFY soundsEnabledChanged)
 
     Q_PROPERTY(QString hookPathText READ hookPathText NOTIFY statusChanged)
-    Q_PROPERTY(QStringList hookEventNames READ hookEventNames NOTIFY statusChanged)
+    Q_PROPERTY(QStringList hookEventNames READ hookEventNames NOTIFY askWhenChanged)
+    Q_PROPERTY(QVariantList askWhenChoices READ askWhenChoices CONSTANT)
+    Q_PROPERTY(QString askWhenTitle READ askWhenTitle CONSTANT)
+    Q_PROPERTY(int askWhen READ askWhen WRITE setAskWhen NOTIFY askWhenChanged)
     Q_PROPERTY(QString hooksPrimaryLabel READ hooksPrimaryLabel NOTIFY hooksStepChanged)
     Q_PROPERTY(QString installStatus READ installStatus NOTIFY hooksStepChanged)
 
@@ -67,6 +72,9 @@ public:
         std::function<bool()> accessibilityTrusted;
         std::function<void()> relaunch;
         std::function<void(const QUrl&)> openUrl;
+        std::function<HooksInstaller::AskWhen()> askWhen;
+        std::function<bool(HooksInstaller::AskWhen)> setAskWhen;
+        std::function<QStringList()> managedEventNames;
     };
 
     static constexpr int stepTotal = 4;
@@ -100,7 +108,13 @@ public:
     void setSoundsEnabled(bool on);
 
     QString hookPathText() const;
-    QStringList hookEventNames() const;
+    QStringList hookEventNames() const { return m_env.managedEventNames(); }
+    // When Claude Code asks Hollowmere: each choice's label and what it means, in the order of
+    // HooksInstaller::AskWhen. The settings window offers the same choice.
+    static QVariantList askWhenChoices();
+    static QString askWhenTitle();
+    int askWhen() const { return int(m_env.askWhen()); }
+    void setAskWhen(int choice);
     QString hooksPrimaryLabel() const;
     QString installStatus() const { return m_installStatus; }
 
@@ -133,6 +147,7 @@ signals:
     void statusChanged();
     void hooksStepChanged();
     void soundsEnabledChanged();
+    void askWhenChanged();
     void sessionCountChanged();
     void completed();
 

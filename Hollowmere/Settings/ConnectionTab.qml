@@ -46,6 +46,16 @@ Column {
         Accessible.name: text
     }
 
+    AskWhenChoice {
+        width: root.width
+        leftPadding: 12
+        title: root.model.askWhenTitle
+        choices: root.model.askWhenChoices
+        current: root.model.askWhen
+        onChosen: (choice) => root.model.askWhen = choice
+    }
+    Item { width: 1; height: 4 }
+
     SettingRow {
         width: root.width
         visible: root.model.backupExists

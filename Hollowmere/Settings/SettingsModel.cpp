@@ -25,7 +25,7 @@ SettingsModel::Environment withDefaults(SettingsModel::Environment env) {
     if (!env.removeAllowRule)
         env.removeAllowRule = [](const QString& p) { return HooksInstaller::removeAllowRule(p); };
     if (!env.settingsFileProblem)
-        env.settingsFileProblem = [] { return std::optional<QString>(); };
+        env.settingsFileProblem = [] { return HooksInstaller::settingsFileProblem(); };
     return env;
 }
 
@@ -214,6 +214,14 @@ void SettingsModel::restartForAccessibility() {
 void SettingsModel::installHooks() {
     m_lastInstallStatus = m_env.shared.installHooks();
     qInfo("Hollowmere: %s", qPrintable(m_lastInstallStatus));
+    afterEdit();
+}
+
+void SettingsModel::setAskWhen(int choice) {
+    if (choice == askWhen() || choice < int(HooksInstaller::AskWhen::everyTool) ||
+        choice > int(HooksInstaller::AskWhen::claudeAsks))
+        return;
+    m_env.shared.setAskWhen(HooksInstaller::AskWhen(choice));
     afterEdit();
 }
 

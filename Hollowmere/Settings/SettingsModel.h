@@ -41,6 +41,9 @@ class SettingsModel : public QObject {
     Q_PROPERTY(QString hookPathText READ hookPathText NOTIFY changed)
     Q_PROPERTY(QString problemText READ problemText NOTIFY changed)
     Q_PROPERTY(bool backupExists READ backupExists NOTIFY changed)
+    Q_PROPERTY(QVariantList askWhenChoices READ askWhenChoices CONSTANT)
+    Q_PROPERTY(QString askWhenTitle READ askWhenTitle CONSTANT)
+    Q_PROPERTY(int askWhen READ askWhen WRITE setAskWhen NOTIFY changed)
     Q_PROPERTY(QStringList allowPatterns READ allowPatterns NOTIFY changed)
     Q_PROPERTY(QString allowedCountText READ allowedCountText NOTIFY changed)
 
@@ -100,6 +103,10 @@ public:
     QString hookPathText() const { return m_hookPathText; }
     QString problemText() const { return m_problemText; }
     bool backupExists() const { return m_backupExists; }
+    QVariantList askWhenChoices() const { return OnboardingFlow::askWhenChoices(); }
+    QString askWhenTitle() const { return OnboardingFlow::askWhenTitle(); }
+    int askWhen() const { return int(m_env.shared.askWhen()); }
+    void setAskWhen(int choice);
     QStringList allowPatterns() const { return m_allowPatterns; }
     QString allowedCountText() const { return QString::number(m_allowPatterns.size()); }
 

@@ -204,6 +204,26 @@ private slots:
         QVERIFY(!Preferences::sounds());
     }
 
+    // The choice goes to the installer's preference, and the preview lists its events.
+    void askWhenMovesThePreview() {
+        Machine m;
+        OnboardingFlow flow(m_store.get(), m.env());
+        QCOMPARE(flow.askWhen(), int(HooksInstaller::AskWhen::everyTool));
+        QCOMPARE(flow.hookEventNames(), QStringList({"PreToolUse", "Notification", "Stop"}));
+        QSignalSpy changed(&flow, &OnboardingFlow::askWhenChanged);
+        flow.setAskWhen(int(HooksInstaller::AskWhen::claudeAsks));
+        flow.setAskWhen(int(HooksInstaller::AskWhen::claudeAsks));
+        flow.setAskWhen(7);
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(HooksInstaller::askWhen(), HooksInstaller::AskWhen::claudeAsks);
+        QCOMPARE(flow.hookEventNames(), QStringList({"PermissionRequest", "Notification", "Stop"}));
+        const QVariantList choices = OnboardingFlow::askWhenChoices();
+        QCOMPARE(choices.value(0).toMap().value("label").toString(),
+                 QStringLiteral("Before every tool"));
+        QCOMPARE(choices.value(1).toMap().value("label").toString(),
+                 QStringLiteral("Only when Claude Code would ask"));
+    }
+
     // Hooks, launch agent, Accessibility, in that order; the first "no" ends the check.
     void everythingAlreadySetUpStopsAtTheFirstNo() {
         Machine m;
