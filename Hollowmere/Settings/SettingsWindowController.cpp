@@ -1,19 +1,49 @@
 // SPDX-License-Identifier: MIT
 #include "SettingsWindowController.h"
 
+#include "ClaudeIntegration/HooksInstaller.h"
 #include "Onboarding/ViewEngine.h"
 #include "Platform/AppActivation.h"
 
 #include "Sessions/SessionStore.h"
 #include "Shell/UpdaterManager.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QtQml/qqmlextensionplugin.h>
 
 Q_IMPORT_QML_PLUGIN(Hollowmere_SettingsPlugin)
 
-SettingsWindowController::SettingsWindowController(QObject* parent) : QObject(parent) {}
+SettingsWindowController::SettingsWindowController(QObject* parent) : QObject(parent) {
+    m_settle.setSingleShot(true);
+    m_settle.setInterval(100);
+    connect(&m_settle, &QTimer::timeout, this, [this] {
+        if (m_model)
+            m_model->refresh();
+        watchSettingsFile(isOpen()); // a replaced file is a new one to watch
+    });
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, &m_settle,
+            qOverload<>(&QTimer::start));
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, &m_settle, qOverload<>(&QTimer::start));
+}
+
+void SettingsWindowController::watchSettingsFile(bool watch) {
+    const QStringList watched = m_watcher.files() + m_watcher.directories();
+    if (!watched.isEmpty())
+        m_watcher.removePaths(watched);
+    if (!watch)
+        return;
+    const QString file = HooksInstaller::settingsPath();
+    if (QFileInfo::exists(file))
+        m_watcher.addPath(file);
+    // The folder catches a file replaced or created; without the folder yet, its parent.
+    QDir folder = QFileInfo(file).absoluteDir();
+    while (!folder.exists() && folder.cdUp()) {
+    }
+    m_watcher.addPath(folder.absolutePath());
+}
 
 SettingsWindowController::~SettingsWindowController() = default;
 
@@ -57,6 +87,7 @@ void SettingsWindowController::show() {
                                                            : QSize(620, 640));
         m_window->setMinimumSize(QSize(520, 480));
         connect(m_window.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+            watchSettingsFile(visible);
             if (!visible)
                 AppActivation::setRegular(false);
         });

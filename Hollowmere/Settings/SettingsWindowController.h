@@ -5,8 +5,10 @@
 
 #include "SettingsModel.h"
 
+#include <QFileSystemWatcher>
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 
 #include <memory>
 
@@ -32,10 +34,16 @@ signals:
     void quitRequested();
 
 private:
+    // While the window is open, edits by others (`hollowmere rules add`, Claude Code, an
+    // editor) show at once.
+    void watchSettingsFile(bool watch);
+
     QPointer<SessionStore> m_sessions;
     QPointer<UpdaterManager> m_updater;
     SettingsModel::Environment m_env;
     bool m_bound = false;
     std::unique_ptr<SettingsModel> m_model;
     std::unique_ptr<QQuickView> m_window;
+    QFileSystemWatcher m_watcher;
+    QTimer m_settle; // an atomic replace is several events
 };
