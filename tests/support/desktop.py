@@ -17,6 +17,13 @@ Python only.
         assert desk.active_window() == window
         desk.screenshot("after.png")
 
+The real app runs on it in a temporary HOME and XDG_CONFIG_HOME of the test's own, with a
+PulseAudio daemon (one null sink) when the test wants sound:
+
+    desk.start_pulseaudio()                    # before the app, which then finds it
+    app = desk.start_hollowmere(BIN_DIR + "/hollowmere", home)
+    desk.click(app.find("Approve", role="push button"))
+
 As a command, it runs one program on such a desktop and exits with its status:
 
     desktop.py [--tray] [--size 1920x1080] -- PROGRAM [ARGS...]
@@ -26,6 +33,7 @@ process when controls are looked up by name.
 """
 
 import argparse
+import json
 import os
 import shutil
 import signal
@@ -33,6 +41,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import zlib
 
@@ -102,18 +111,13 @@ class Desktop:
         self._start_x()
         self._start_bus()
         if self.with_accessibility:
-            self._daemon(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"])
-            if not wait_until(lambda: self._root_property("AT_SPI_BUS")):
-                raise RuntimeError("the AT-SPI bus did not come up")
+            self._start_accessibility_bus()
         if self.with_wm:
             self._daemon(["openbox", "--sm-disable"])
             if not wait_until(lambda: self._root_property("_NET_SUPPORTING_WM_CHECK")):
                 raise RuntimeError("openbox did not take the screen")
         if self.tray:
-            self._daemon(["trayer", "--edge", "top", "--align", "right", "--widthtype",
-                          "request", "--height", "24", "--SetDockType", "true"])
-            if not wait_until(lambda: self.windows_of_class("trayer")):
-                raise RuntimeError("trayer did not start")
+            self.start_tray()
 
     def stop(self):
         for process in list(reversed(self._children)) + list(reversed(self._daemons)):
@@ -148,6 +152,18 @@ class Desktop:
         self.bus_address = bus.stdout.readline().decode().strip()
         if not self.bus_address:
             raise RuntimeError("the session bus did not start")
+
+    def _start_accessibility_bus(self):
+        # Now and then Debian 12's launcher starts its bus but never learns its address, so it
+        # never announces it (AT_SPI_BUS on the root window, org.a11y.Bus for Qt): a second
+        # launcher does.
+        for _ in range(3):
+            launcher = self._daemon(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"])
+            if wait_until(lambda: self._root_property("AT_SPI_BUS"), READY_TIMEOUT / 3):
+                return
+            _stop(launcher)
+            self._daemons.remove(launcher)
+        raise RuntimeError("the AT-SPI bus did not come up")
 
     def _daemon(self, command, pass_fds=(), stdout=subprocess.DEVNULL, env_extra=None):
         env = self.env() if env_extra is None else dict(os.environ, **env_extra)
@@ -260,6 +276,45 @@ class Desktop:
         self.run(["xdotool", "windowactivate", "--sync", str(window)])
         return wait_until(lambda: self.active_window() == window)
 
+    # The tray host, which may come and go while the app runs
+
+    def start_tray(self):
+        """Starts trayer (an XEmbed tray host) at the top right, if it is not running."""
+        if getattr(self, "_tray", None) and self._tray.poll() is None:
+            return
+        self._tray = self._daemon(["trayer", "--edge", "top", "--align", "right", "--widthtype",
+                                   "request", "--height", "24", "--SetDockType", "true"])
+        if not wait_until(lambda: self.windows_of_class("trayer")):
+            raise RuntimeError("trayer did not start")
+
+    def stop_tray(self):
+        """Ends the tray host as a crashing or restarting panel would."""
+        tray = getattr(self, "_tray", None)
+        if tray:
+            _stop(tray)
+            self._daemons.remove(tray)
+            self._tray = None
+            wait_until(lambda: not self.windows_of_class("trayer"))
+
+    def tray_icons(self):
+        """The icons docked in the tray: (x, y, width, height) in screen pixels, left to
+        right."""
+        icons = []
+        for window in self.windows_of_class("trayer"):
+            done = subprocess.run(["xwininfo", "-id", str(window), "-children"], env=self.env(),
+                                  capture_output=True, text=True, timeout=READY_TIMEOUT)
+            for line in done.stdout.splitlines():
+                # "  0xa00026 (has no name): ()  22x22+1+1  +1897+1"
+                fields = line.split()
+                if len(fields) < 2 or not fields[0].startswith("0x") or "x" not in fields[-2]:
+                    continue
+                size = fields[-2].split("+")[0]
+                width, height = (int(v) for v in size.split("x"))
+                x, y = (int(v) for v in fields[-1].lstrip("+").split("+"))
+                if width > 1 and height > 1:
+                    icons.append((x, y, width, height))
+        return sorted(icons)
+
     # Input, as a user gives it (XTest)
 
     def click_at(self, x, y, button=1):
@@ -331,6 +386,47 @@ class Desktop:
             raise RuntimeError("no control %r (%s) in %s" % (name, role, app or "any app"))
         return node
 
+    def focus_log(self):
+        """Starts reading, in a process of its own, which control takes the keyboard focus, as a
+        screen reader follows popup menus that are not in the application's tree. Returns a
+        FocusLog; stop it with stop()."""
+        return FocusLog(self)
+
+    # Sound
+
+    def start_pulseaudio(self, sink="hollowmere_speakers"):
+        """A PulseAudio daemon for this desktop's programs (found through XDG_RUNTIME_DIR) with
+        one null sink as the default output; returns the sink's name."""
+        home = os.path.join(self._dir, "pulse-home")
+        os.makedirs(home, exist_ok=True)
+        self._daemon(["pulseaudio", "--daemonize=no", "--exit-idle-time=-1", "-n",
+                      "--use-pid-file=no", "--disable-shm=yes", "--log-target=stderr",
+                      "--load=module-native-protocol-unix auth-anonymous=1",
+                      "--load=module-null-sink sink_name=%s" % sink],
+                     env_extra=dict(self.env(), HOME=home))
+        if not wait_until(lambda: self.pactl("get-default-sink", check=False).strip() == sink):
+            raise RuntimeError("PulseAudio did not start")
+        return sink
+
+    def pactl(self, *args, check=True):
+        return self.run(["pactl", *args], check=check)
+
+    def sink_volume(self, sink):
+        """The first channel's volume of a sink, in percent."""
+        text = self.pactl("get-sink-volume", sink)
+        return int(text.split("/")[1].strip().rstrip("%"))
+
+    # The app
+
+    def start_hollowmere(self, binary, home, notch="200x32", log=None, **env):
+        """The real hollowmere app on this desktop, its HOME and XDG_CONFIG_HOME inside `home`,
+        drawing its notch on a simulated notched screen of that size (None: the screen as it
+        is); waits until its hook server listens on /tmp/hollowmere.sock, so run the test
+        under tests/support/isolated.sh."""
+        app = HollowmereApp(self, binary, home, notch, log, env)
+        app.start()
+        return app
+
     # Pictures
 
     def screenshot(self, path):
@@ -340,6 +436,102 @@ class Desktop:
         width, height, rows = _xwd_rows(xwd)
         _write_png(path, width, height, rows)
         return path
+
+
+class FocusLog:
+    """Names and roles of the controls that took focus, oldest first, as reported on the AT-SPI
+    bus ("object:state-changed:focused")."""
+
+    def __init__(self, desk):
+        self._lines = []
+        self._process = desk.spawn([sys.executable, os.path.abspath(__file__), "--focus-log"],
+                                   stdout=subprocess.PIPE, text=True)
+        self._reader = threading.Thread(target=self._read, daemon=True)
+        self._reader.start()
+        if not wait_until(lambda: self._lines and self._lines[0] == "ready"):
+            raise RuntimeError("the focus listener did not start")
+
+    def _read(self):
+        for line in self._process.stdout:
+            self._lines.append(line.rstrip("\n"))
+
+    def focused(self):
+        """(name, role) of each control that took focus since the log started."""
+        return [tuple(json.loads(line)) for line in self._lines[1:]]
+
+    def wait_for(self, name, role=None, after=0):
+        """Waits until a control of that name (and role) takes focus, among the entries after
+        the first `after`; returns its index."""
+        def match():
+            for index, (n, r) in enumerate(self.focused()[after:], after):
+                if n == name and (role is None or r == role):
+                    return index + 1
+            return 0
+        index = wait_until(match)
+        if not index:
+            raise RuntimeError("%r never took focus; seen: %r" % (name, self.focused()[after:]))
+        return index - 1
+
+    def stop(self):
+        _stop(self._process)
+
+
+def _print_focus_events():
+    import pyatspi  # noqa: PLC0415: only in this helper process, on the desktop's bus
+
+    def on_focus(event):
+        if event.detail1:
+            print(json.dumps([event.source.name, event.source.getRoleName()]), flush=True)
+
+    pyatspi.Registry.registerEventListener(on_focus, "object:state-changed:focused")
+    print("ready", flush=True)
+    pyatspi.Registry.start()
+
+
+class HollowmereApp:
+    """The app as start_hollowmere() started it: its process, its log, its controls."""
+
+    name = "Hollowmere"  # the application's name on the accessibility bus
+    socket = "/tmp/hollowmere.sock"
+
+    def __init__(self, desk, binary, home, notch, log, env):
+        self.desk, self.binary, self.home = desk, binary, home
+        self.log_path = log or os.path.join(home, "hollowmere.log")
+        self.extra = dict(env, HOME=home, XDG_CONFIG_HOME=os.path.join(home, ".config"))
+        if notch:
+            self.extra["HOLLOWMERE_SIMULATE_NOTCH"] = notch
+        self.process = None
+
+    def start(self):
+        if os.path.exists(self.socket):
+            raise RuntimeError("%s exists: run under tests/support/isolated.sh" % self.socket)
+        with open(self.log_path, "ab") as log:
+            self.process = self.desk.spawn([self.binary], env=self.desk.env(**self.extra),
+                                           stdout=log, stderr=subprocess.STDOUT)
+        if not wait_until(lambda: "hook server listening" in self.log()
+                          or self.process.poll() is not None):
+            raise RuntimeError("hollowmere did not start:\n" + self.log())
+        if self.process.poll() is not None:
+            raise RuntimeError("hollowmere exited with %d:\n%s" % (self.process.returncode,
+                                                                   self.log()))
+
+    def stop(self):
+        _stop(self.process)
+
+    def log(self):
+        with open(self.log_path, errors="replace") as f:
+            return f.read()
+
+    def find(self, name, role=None, timeout=READY_TIMEOUT):
+        """One of the app's showing controls by accessible name (and role)."""
+        return self.desk.find(name, role, app=self.name, timeout=timeout)
+
+    def controls(self):
+        return self.desk.accessibles(self.name)
+
+    def showing(self, predicate):
+        """The first showing control for which predicate(control) holds, or None."""
+        return next((c for c in self.controls() if predicate(c)), None)
 
 
 def _stop(process):
@@ -392,6 +584,9 @@ def _write_png(path, width, height, rows):
 
 
 def main():
+    if sys.argv[1:] == ["--focus-log"]:
+        _print_focus_events()
+        return 0
     parser = argparse.ArgumentParser(description="Run a program on a private desktop.")
     parser.add_argument("--tray", action="store_true", help="start a tray host (trayer)")
     parser.add_argument("--size", default="1920x1080")
