@@ -17,9 +17,10 @@ void NotchLayout::setSurface(NotchSurface* surface) {
         disconnect(m_surface, nullptr, this, nullptr);
     m_surface = surface;
     if (surface) {
-        for (auto signal : {&NotchSurface::stateChanged, &NotchSurface::isHoveringChanged,
-                            &NotchSurface::notchSizeChanged, &NotchSurface::menubarHeightChanged,
-                            &NotchSurface::effectiveStyleChanged})
+        for (auto signal :
+             {&NotchSurface::stateChanged, &NotchSurface::isHoveringChanged,
+              &NotchSurface::notchSizeChanged, &NotchSurface::menubarHeightChanged,
+              &NotchSurface::effectiveStyleChanged, &NotchSurface::translucentChanged})
             connect(surface, signal, this, &NotchLayout::layoutChanged);
         // A side that is switched off gives its measured width back, re-centring the body.
         connect(surface, &NotchSurface::disableCompactLeadingChanged, this, [this] {
@@ -163,7 +164,8 @@ QRectF NotchLayout::bodyRect() const {
 }
 
 double NotchLayout::shadowOpacity() const {
-    if (!m_surface || m_surface->isHidden())
+    // Without a compositor a shadow would be drawn as an opaque dark band.
+    if (!m_surface || m_surface->isHidden() || !m_surface->isTranslucent())
         return 0;
     if (m_surface->isHovering() &&
         m_surface->hoverBehavior().testFlag(NotchHoverOption::increaseShadow))
@@ -213,6 +215,37 @@ QRectF NotchLayout::hitRect() const {
     if (!usesNotchView())
         return showsExpanded() ? floatingRect() : QRectF();
     return bodyRect();
+}
+
+void NotchLayout::setDrawnRect(const QRectF& rect) {
+    if (m_drawnRect == rect)
+        return;
+    m_drawnRect = rect;
+    emit drawnShapeChanged();
+}
+
+void NotchLayout::setDrawnTopRadius(double radius) {
+    if (m_drawnTopRadius == radius)
+        return;
+    m_drawnTopRadius = radius;
+    emit drawnShapeChanged();
+}
+
+void NotchLayout::setDrawnBottomRadius(double radius) {
+    if (m_drawnBottomRadius == radius)
+        return;
+    m_drawnBottomRadius = radius;
+    emit drawnShapeChanged();
+}
+
+QPainterPath NotchLayout::drawnOutline() const {
+    if (m_drawnRect.isEmpty())
+        return {};
+    if (usesNotchView())
+        return NotchShape::path(m_drawnRect, m_drawnTopRadius, m_drawnBottomRadius);
+    QPainterPath card;
+    card.addRoundedRect(m_drawnRect, floatingCornerRadius(), floatingCornerRadius());
+    return card;
 }
 
 QString NotchLayout::outlinePath(double width, double height, double topRadius,

@@ -6,6 +6,7 @@
 
 #include <QColor>
 #include <QObject>
+#include <QPainterPath>
 #include <QPointer>
 #include <QRectF>
 #include <QtQml/qqmlregistration.h>
@@ -56,6 +57,13 @@ class NotchLayout : public QObject {
     Q_PROPERTY(QColor bodyColor READ bodyColor CONSTANT)
     // Where pointer input is taken, in panel coordinates (empty while hidden).
     Q_PROPERTY(QRectF hitRect READ hitRect NOTIFY layoutChanged)
+    // The body (or floating card) as drawn at this frame, animations included; the views
+    // report it.
+    Q_PROPERTY(QRectF drawnRect MEMBER m_drawnRect WRITE setDrawnRect NOTIFY drawnShapeChanged)
+    Q_PROPERTY(double drawnTopRadius MEMBER m_drawnTopRadius WRITE setDrawnTopRadius NOTIFY
+                   drawnShapeChanged)
+    Q_PROPERTY(double drawnBottomRadius MEMBER m_drawnBottomRadius WRITE setDrawnBottomRadius NOTIFY
+                   drawnShapeChanged)
     // Animations and transitions.
     Q_PROPERTY(NotchAnimation bodyAnimation READ bodyAnimation CONSTANT)
     Q_PROPERTY(NotchAnimation hoverAnimation READ hoverAnimation CONSTANT)
@@ -104,6 +112,12 @@ public:
 
     QRectF hitRect() const;
 
+    void setDrawnRect(const QRectF& rect);
+    void setDrawnTopRadius(double radius);
+    void setDrawnBottomRadius(double radius);
+    // The outline as drawn at this frame, in panel coordinates: what is visible of the panel.
+    QPainterPath drawnOutline() const;
+
     NotchAnimation bodyAnimation() const { return m_bodyAnimation; }
     NotchAnimation hoverAnimation() const { return m_hoverAnimation; }
     double transitionBlur() const { return 10; }
@@ -116,6 +130,7 @@ public:
 
 signals:
     void layoutChanged();
+    void drawnShapeChanged();
 
 private:
     bool configuredAsNotch() const;
@@ -126,6 +141,9 @@ private:
     double m_compactTrailingWidth = 0;
     double m_compactContentHeight = 0;
     QSizeF m_expandedContentSize;
+    QRectF m_drawnRect;
+    double m_drawnTopRadius = 0;
+    double m_drawnBottomRadius = 0;
     NotchAnimation m_bodyAnimation;
     NotchAnimation m_hoverAnimation;
 };

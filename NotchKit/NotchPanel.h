@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Platform/PanelWindow.h"
+
 #include <QQuickView>
+#include <QRegion>
+#include <QTimer>
 
 class NotchLayout;
 class NotchSurface;
@@ -9,19 +13,29 @@ class QQmlEngine;
 class QScreen;
 
 // The transparent, borderless window a notch is drawn in. It is sized once to the upper
-// centre of its screen and never resized; the visible shape is drawn inside it.
+// centre of its screen and never resized; the visible shape is drawn inside it, and the window
+// takes the pointer only over that shape. Where nothing composites, the window itself is cut
+// to the shape, frame by frame.
+//
+// Keyboard: the panel never takes focus by itself. While keyable (expanded) a click makes it
+// key; when it stops being keyable, the focus goes back to whoever had it before the click.
 class NotchPanel : public QQuickView {
     Q_OBJECT
 public:
-    NotchPanel(QQmlEngine* engine, NotchSurface* surface, QScreen* screen);
+    NotchPanel(QQmlEngine* engine, NotchSurface* surface, QScreen* screen, const QRect& frame);
+    ~NotchPanel() override;
 
-    // Show without activating the application.
+    // Show without activating the application or taking the keyboard.
     void orderFrontRegardless();
-    // Whether the panel may take keyboard focus (while expanded).
+    // Whether a click may make the panel key (while expanded). Turning it off resigns.
     void setKeyable(bool keyable);
     bool isKeyable() const { return m_keyable; }
-    // The part of the panel that takes pointer input (window coordinates).
-    QRect hitRect() const { return m_hitRect; }
+    // Whether the panel holds the keyboard because the user clicked it.
+    bool isKey() const { return m_key; }
+    // Where the panel takes pointer input, and what of it shows while cut to its shape (empty
+    // while it is not), in native pixels of the window.
+    QRegion inputRegion() const { return m_input; }
+    QRegion visibleRegion() const { return m_visible; }
     // The view-side layout, once the content has loaded.
     NotchLayout* layout() const;
 
@@ -29,9 +43,22 @@ public:
     // QML module. Owners create their content components with it.
     static QQmlEngine* sharedEngine();
 
-private:
-    void updateHitRect();
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
 
+private:
+    void scheduleShapeUpdate();
+    void updateShape();
+    void becomeKey();
+    void resignKey();
+
+    NotchSurface* m_surface;
     bool m_keyable = false;
-    QRect m_hitRect;
+    bool m_key = false;
+    PanelWindow::FocusOwner m_previousFocus = 0;
+    QRegion m_input;
+    QRegion m_visible;
+    bool m_cutToShape = false;
+    bool m_shapeApplied = false;
+    QTimer m_shapeUpdate;
 };

@@ -2,6 +2,7 @@
 #include "NotchSurface.h"
 
 #include "NotchPanel.h"
+#include "Platform/Compositor.h"
 #include "Platform/Haptics.h"
 #include "Platform/ScreenGeometry.h"
 
@@ -34,6 +35,8 @@ NotchSurface::NotchSurface(NotchHoverBehavior hoverBehavior, NotchStyle style,
       m_metrics(&ScreenGeometry::metrics), m_haptics(&defaultHapticPerformer()) {
     m_stateAnimation = effectiveClosingAnimation();
     observeScreenParameters();
+    connect(&Compositor::shared(), &Compositor::activeChanged, this,
+            &NotchSurface::translucentChanged);
 }
 
 NotchSurface::~NotchSurface() {
@@ -61,21 +64,23 @@ void NotchSurface::_compact(QScreen* screen, bool skipHide, Completion done) {
 }
 
 void NotchSurface::show(NotchState target, QScreen* screen, bool skipHide, Completion done) {
+    // The latest request wins: a hide still waiting for the pointer to leave would otherwise
+    // take away a notch shown since.
+    endHeldHide();
     if (m_state == target) {
         if (done)
             done();
         return;
     }
     // A hide in progress is abandoned and its window reused, so the window is never removed
-    // under a notch that is being shown again; a hide held back by the pointer goes too.
-    const bool abandonedHide = !m_closePanelTask.isNull();
+    // under a notch that is being shown again; so is a window paused hidden between two forms.
+    // Only another screen, or one measured differently, takes a fresh window.
     cancelClosePanelTask();
-    delete m_hideRetryTask.data();
-    const bool sameScreen = m_window && m_window->screen() == screen;
-    if (m_state != NotchState::hidden && sameScreen) {
+    const bool freshWindow = measuresDifferently(screen);
+    if (m_state != NotchState::hidden && !freshWindow) {
         convertInPlace(target, skipHide);
     } else {
-        if (!(abandonedHide && sameScreen))
+        if (freshWindow)
             initializeWindow(screen, false);
         animateState(effectiveOpeningAnimation(), target);
         showWindow();
@@ -151,6 +156,17 @@ void NotchSurface::cancelClosePanelTask() {
     m_closePanelTask = nullptr;
 }
 
+void NotchSurface::endHeldHide() {
+    auto* held = static_cast<HeldHide*>(m_hideRetryTask.data());
+    if (!held)
+        return;
+    const auto waiting = std::move(held->waiting);
+    m_hideRetryTask = nullptr;
+    delete held;
+    for (const auto& w : waiting)
+        w();
+}
+
 void NotchSurface::updateHoverState(bool hovering) {
     if (m_state == NotchState::hidden || hovering == m_isHovering)
         return;
@@ -179,6 +195,10 @@ void NotchSurface::animateState(const NotchAnimation& animation, NotchState stat
 void NotchSurface::updateKeyable() {
     if (m_window)
         m_window->setKeyable(m_state == NotchState::expanded);
+}
+
+bool NotchSurface::isTranslucent() const {
+    return Compositor::shared().isActive();
 }
 
 void NotchSurface::setDisableCompactLeading(bool disable) {
@@ -236,8 +256,8 @@ void NotchSurface::initializeWindow(QScreen* screen, bool orderFront) {
         m_effectiveStyle = effective;
         emit effectiveStyleChanged();
     }
-    m_window = new NotchPanel(engine(), this, screen);
-    m_window->setGeometry(NotchScreen::panelFrame(metrics).toAlignedRect());
+    m_window =
+        new NotchPanel(engine(), this, screen, NotchScreen::panelFrame(metrics).toAlignedRect());
     m_window->setKeyable(m_state == NotchState::expanded);
     if (orderFront)
         m_window->orderFrontRegardless();
@@ -249,6 +269,8 @@ void NotchSurface::deinitializeWindow() {
         return;
     NotchPanel* window = m_window;
     m_window = nullptr;
+    // Hands the keyboard back while the window can still be seen to hold it.
+    window->setKeyable(false);
     window->close();
     window->deleteLater();
     emit windowChanged();
@@ -317,10 +339,20 @@ void NotchSurface::observeScreenParameters() {
 void NotchSurface::screenParametersChanged() {
     QScreen* primary = QGuiApplication::primaryScreen();
     // Measure again on the primary screen; a hidden notch with no window has nothing to move
-    // and gets measured when it is next shown.
-    if (!primary || !m_window)
+    // and gets measured when it is next shown. A window that would come out the same stays,
+    // with its views' state (a work area that changed elsewhere, a second screen plugged in).
+    if (!primary || !m_window || !measuresDifferently(primary))
         return;
     initializeWindow(primary, true);
+}
+
+bool NotchSurface::measuresDifferently(QScreen* screen) const {
+    const ScreenMetrics metrics = m_metrics(screen);
+    return !m_window || m_window->screen() != screen ||
+           m_window->geometry() != NotchScreen::panelFrame(metrics).toAlignedRect() ||
+           m_notchSize != NotchScreen::notchFrameWithMenubarAsBackup(metrics).size() ||
+           m_menubarHeight != NotchScreen::menubarHeight(metrics) ||
+           !(m_effectiveStyle == m_style.resolved(NotchScreen::hasNotch(metrics)));
 }
 
 void NotchSurface::setScreenMetricsProvider(std::function<ScreenMetrics(QScreen*)> provider) {

@@ -37,6 +37,9 @@ class NotchSurface : public QObject {
     Q_PROPERTY(bool isHovering READ isHovering NOTIFY isHoveringChanged)
     Q_PROPERTY(QSizeF notchSize READ notchSize NOTIFY notchSizeChanged)
     Q_PROPERTY(double menubarHeight READ menubarHeight NOTIFY menubarHeightChanged)
+    // Whether what lies below shows through the panel's transparent parts (a compositing
+    // manager runs). Without one the panel is cut to the drawn shape and casts no shadow.
+    Q_PROPERTY(bool translucent READ isTranslucent NOTIFY translucentChanged)
     Q_PROPERTY(bool disableCompactLeading READ disableCompactLeading WRITE setDisableCompactLeading
                    NOTIFY disableCompactLeadingChanged)
     Q_PROPERTY(bool disableCompactTrailing READ disableCompactTrailing WRITE
@@ -65,8 +68,9 @@ public:
     // Show expanded (or compact) on `screen`; `done` runs once the spring has settled.
     void expand(QScreen* screen, Completion done = {});
     void compact(QScreen* screen, Completion done = {});
-    // Hide; `done` runs once the window is gone (at once when already hidden; never when a
-    // later show abandons the hide).
+    // Hide; `done` runs once the window is gone (at once when already hidden). A show ends a
+    // hide that is still held back by the pointer: the notch stays, and `done` runs at once.
+    // A show during the closing pause or fade keeps the window, and `done` never runs.
     void hide(Completion done = {});
 
     // The forms with an explicit choice between morphing directly (skipHide) and closing
@@ -85,6 +89,7 @@ public:
     bool isHovering() const { return m_isHovering; }
     QSizeF notchSize() const { return m_notchSize; }
     double menubarHeight() const { return m_menubarHeight; }
+    bool isTranslucent() const;
     bool disableCompactLeading() const { return m_disableCompactLeading; }
     void setDisableCompactLeading(bool disable);
     bool disableCompactTrailing() const { return m_disableCompactTrailing; }
@@ -111,6 +116,8 @@ public:
     bool hasPendingClose() const { return !m_closePanelTask.isNull(); }
 
     // Makes a fresh panel on `screen` (closing any previous one) and measures the screen.
+    // Screen changes call it only when they change what it measures, so the views keep their
+    // state through changes that do not concern the notch.
     void initializeWindow(QScreen* screen, bool orderFront);
     void deinitializeWindow();
 
@@ -126,6 +133,7 @@ signals:
     void isHoveringChanged();
     void notchSizeChanged();
     void menubarHeightChanged();
+    void translucentChanged();
     void disableCompactLeadingChanged();
     void disableCompactTrailingChanged();
     void effectiveStyleChanged();
@@ -139,6 +147,8 @@ private:
     void showWindow();
     void fadeOutWindow(QObject* task, Completion done);
     void cancelClosePanelTask();
+    void endHeldHide();
+    bool measuresDifferently(QScreen* screen) const;
     void observeScreenParameters();
     void screenParametersChanged();
     void updateKeyable();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import NotchKit
+import Qt5Compat.GraphicalEffects
 
 // The notch style: a black body hanging from the top edge, grown out of the camera housing,
 // with the compact sides left and right of it and the expanded content below it.
@@ -9,6 +10,19 @@ Item {
 
     required property NotchSurface surface
     required property NotchLayout layout
+    property real shadowOpacity: 0
+    property real shadowRadius: 0
+    readonly property bool masksContent: GraphicsInfo.api !== GraphicsInfo.Software
+
+    // Beside the straight sides and the bottom; the flares at the top blend into the edge.
+    NotchShadow {
+        x: body.x + body.topRadius
+        width: Math.max(0, body.width - 2 * body.topRadius)
+        height: body.height
+        glowRadius: view.shadowRadius
+        shadowOpacity: view.shadowOpacity
+        shapeRadius: body.bottomRadius
+    }
 
     Item {
         id: body
@@ -29,6 +43,7 @@ Item {
         Behavior on padding { NotchNumberAnimation { curve: view.layout.bodyAnimation } }
 
         NotchShape {
+            id: outline
             anchors.fill: parent
             layout: view.layout
             topCornerRadius: body.topRadius
@@ -40,10 +55,16 @@ Item {
             onHoveredChanged: view.surface.updateHoverState(hovered)
         }
 
+        // Content is cut to the outline; the software renderer, which has no shader effects,
+        // can only cut to the body's rectangle.
         Item {
             id: inner
             anchors.fill: parent
-            clip: true
+            clip: !view.masksContent
+            layer.enabled: view.masksContent
+            layer.effect: OpacityMask {
+                maskSource: outline
+            }
 
             NotchContentSlot {
                 id: leading
@@ -93,6 +114,23 @@ Item {
                 onHeightChanged: view.reportExpandedSize()
             }
         }
+    }
+
+    // What is drawn, frame by frame: the panel cuts its window to it where nothing composites.
+    Binding {
+        target: view.layout
+        property: "drawnRect"
+        value: Qt.rect(body.x, body.y, body.width, body.height)
+    }
+    Binding {
+        target: view.layout
+        property: "drawnTopRadius"
+        value: body.topRadius
+    }
+    Binding {
+        target: view.layout
+        property: "drawnBottomRadius"
+        value: body.bottomRadius
     }
 
     function reportCompactHeight() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 import QtQuick
 import NotchKit
+import Qt5Compat.GraphicalEffects
 
 // The floating style for screens without a notch: a rounded card that hangs below the menu
 // bar when expanded and waits above the top edge otherwise.
@@ -9,6 +10,9 @@ Item {
 
     required property NotchSurface surface
     required property NotchLayout layout
+    property real shadowOpacity: 0
+    property real shadowRadius: 0
+    readonly property bool masksContent: GraphicsInfo.api !== GraphicsInfo.Software
 
     Item {
         id: card
@@ -36,26 +40,51 @@ Item {
             easing.type: Easing.BezierSpline
         }
 
-        VisualEffectView {
+        NotchShadow {
             anchors.fill: parent
-            radius: view.layout.floatingCornerRadius
-            material: view.layout.floatingMaterialColor
+            glowRadius: view.shadowRadius
+            shadowOpacity: view.shadowOpacity
+            shapeRadius: view.layout.floatingCornerRadius
         }
 
-        NotchContentSlot {
-            id: content
-            objectName: "expandedContent"
-            content: view.surface ? view.surface.expandedContent : null
-            section: 0
-            surface: view.surface
-            x: view.layout.floatingPadding
-            y: view.layout.floatingPadding
-            shown: view.layout.showsExpanded
-            hiddenScale: view.layout.expandedTransitionScale
-            blurRadius: view.layout.transitionBlur
-            transformOrigin: Item.Top
-            onWidthChanged: view.reportSize()
-            onHeightChanged: view.reportSize()
+        // Content is cut to the rounded card (to its rectangle under the software renderer).
+        Item {
+            anchors.fill: parent
+            clip: !view.masksContent
+            layer.enabled: view.masksContent
+            layer.effect: OpacityMask {
+                maskSource: cardMask
+            }
+
+            VisualEffectView {
+                anchors.fill: parent
+                radius: view.layout.floatingCornerRadius
+                material: view.layout.floatingMaterialColor
+            }
+
+            NotchContentSlot {
+                id: content
+                objectName: "expandedContent"
+                content: view.surface ? view.surface.expandedContent : null
+                section: 0
+                surface: view.surface
+                x: view.layout.floatingPadding
+                y: view.layout.floatingPadding
+                shown: view.layout.showsExpanded
+                hiddenScale: view.layout.expandedTransitionScale
+                blurRadius: view.layout.transitionBlur
+                transformOrigin: Item.Top
+                onWidthChanged: view.reportSize()
+                onHeightChanged: view.reportSize()
+            }
+        }
+
+        Rectangle {
+            id: cardMask
+            anchors.fill: parent
+            radius: view.layout.floatingCornerRadius
+            antialiasing: true
+            visible: false
         }
 
         // Hairline over the edge.
@@ -71,6 +100,13 @@ Item {
         HoverHandler {
             onHoveredChanged: view.surface.updateHoverState(hovered)
         }
+    }
+
+    // What is drawn, frame by frame: the panel cuts its window to it where nothing composites.
+    Binding {
+        target: view.layout
+        property: "drawnRect"
+        value: Qt.rect(card.x, card.y, card.width, card.height)
     }
 
     function reportSize() {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Renders pictures of the views into BUILD/demo, for a person to look at. Linux renders the notch
-# on a private X server (Xvfb) at twice the scale, so shadows and blurs take the desktop path.
+# on a private X server (Xvfb) at twice the scale, with a compositing manager, so shadows and
+# blurs take the desktop path.
 #   scripts/demo.sh [BUILD_DIR]
 set -euo pipefail
 build="${1:-build}"
@@ -11,7 +12,7 @@ mkdir -p "$out"
 render() {
     if [ "$(uname -s)" = Linux ]; then
         QT_QPA_PLATFORM=xcb QT_SCALE_FACTOR=2 \
-            xvfb-run -a -s "-screen 0 3840x2160x24" "$@"
+            xvfb-run -a -s "-screen 0 3840x2160x24" sh -c 'xcompmgr & exec "$@"' render "$@"
     else
         "$@"
     fi

@@ -18,6 +18,7 @@ debian_packages=(
     dbus dbus-x11 python3-dbusmock python3-dbus python3-gi
     xvfb xauth x11-utils xdotool tmux hyperfine iproute2 procps desktop-file-utils
     libxcb1-dev libxcb-xtest0-dev openbox xterm kitty trayer at-spi2-core python3-pyatspi
+    libxfixes-dev xcompmgr
     nodejs npm curl ca-certificates
     dpkg-dev lintian appstream file
 )

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Renders the notch and floating styles, compact and expanded, with sample content, over a
 // sketched desktop, to PNG files: notchkit-demo OUTPUT_DIR.
+#include "NotchLayout.h"
 #include "NotchPanel.h"
 #include "NotchSurface.h"
 
@@ -41,6 +42,24 @@ void wait(int ms) {
     t.start();
     while (t.elapsed() < ms)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
+
+// Until the body (or card) is drawn where the layout wants it: a slow software renderer may
+// take several seconds for what a GPU draws in half of one.
+void waitForRest(NotchSurface& notch) {
+    QElapsedTimer t;
+    t.start();
+    auto atRest = [&] {
+        NotchLayout* layout = notch.window() ? notch.window()->layout() : nullptr;
+        if (!layout)
+            return false;
+        const QRectF drawn = layout->property("drawnRect").toRectF();
+        return layout->usesNotchView() ? drawn == layout->bodyRect()
+                                       : drawn == layout->floatingRect();
+    };
+    while (!atRest() && t.elapsed() < 15000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    wait(600);
 }
 
 // Wallpaper, menu bar and, on a notched screen, the camera housing the panel grows from.
@@ -104,6 +123,16 @@ int main(int argc, char** argv) {
         {"floating-compact.png", NotchStyle::automatic(), plainMonitor(), NotchState::compact,
          false},
     };
+    {
+        // A compositing manager started beside us (scripts/demo.sh) may take a moment.
+        NotchSurface probe(NotchHover::none, NotchStyle::automatic(), NotchContent());
+        QElapsedTimer t;
+        t.start();
+        while (!probe.isTranslucent() && t.elapsed() < 3000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        if (!probe.isTranslucent())
+            std::fprintf(stderr, "notchkit-demo: no compositing manager, so no shadows\n");
+    }
     int failures = 0;
     for (const Scene& scene : scenes) {
         NotchSurface notch(NotchHover::all, scene.style,
@@ -117,7 +146,7 @@ int main(int argc, char** argv) {
             notch.expand(screen);
         else
             notch.compact(screen);
-        wait(1200);
+        waitForRest(notch);
         if (scene.hovering) {
             notch.updateHoverState(true);
             wait(900);

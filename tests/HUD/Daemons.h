@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <memory>
@@ -41,6 +43,8 @@ public:
             const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
         m_process.setProcessEnvironment(env);
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        // Gone with the test even when the test is killed (a time-out), not left running.
+        m_process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
         m_process.start(program, args);
         if (!m_process.waitForStarted(readyWaitMs))
             qWarning() << "cannot start" << program << m_process.errorString();

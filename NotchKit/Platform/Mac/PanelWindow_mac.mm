@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "../PanelWindow.h"
 
-#include <QRect>
+#include <QRegion>
 #include <QWindow>
 
 #import <AppKit/AppKit.h>
@@ -51,12 +51,37 @@ void didShow(QWindow* window) {
     applyPanelBehaviour(window);
 }
 
-void setKeyable(QWindow* window, bool keyable) {
-    window->setFlag(Qt::WindowDoesNotAcceptFocus, !keyable);
-    applyPanelBehaviour(window);
+// Cocoa already lets clicks through the fully transparent parts of a non-opaque window.
+void setInputRegion(QWindow*, const QRegion&) {}
+
+// Quartz composites every window; transparency always shows what lies below.
+void setVisibleRegion(QWindow*, const QRegion&, bool) {}
+
+FocusOwner focusOwner() {
+    NSRunningApplication* front = NSWorkspace.sharedWorkspace.frontmostApplication;
+    return front ? FocusOwner(front.processIdentifier) : 0;
 }
 
-// Cocoa already lets clicks through the fully transparent parts of a non-opaque window.
-void setInputRegion(QWindow*, const QRect&) {}
+void makeKey(QWindow* window) {
+    window->setFlag(Qt::WindowDoesNotAcceptFocus, false);
+    applyPanelBehaviour(window);
+    // A non-activating panel takes key status while the other application stays frontmost.
+    [nsWindowOf(window) makeKeyWindow];
+}
+
+void resignKey(QWindow* window, FocusOwner previous) {
+    NSWindow* ns = nsWindowOf(window);
+    const bool wasKey = ns.isKeyWindow;
+    window->setFlag(Qt::WindowDoesNotAcceptFocus, true);
+    applyPanelBehaviour(window);
+    if (!wasKey)
+        return;
+    [ns resignKeyWindow];
+    // The keyboard goes back to the application in front, whose key window takes it again.
+    NSRunningApplication* app =
+        [NSRunningApplication runningApplicationWithProcessIdentifier:pid_t(previous)];
+    if (previous && app && ![app isEqual:NSRunningApplication.currentApplication])
+        [app activateWithOptions:0];
+}
 
 } // namespace PanelWindow

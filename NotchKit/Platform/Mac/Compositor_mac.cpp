@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: MIT
+#include "../Compositor.h"
+
+// Quartz composites every window.
+Compositor& Compositor::shared() {
+    static Compositor* compositor = new Compositor;
+    return *compositor;
+}
