@@ -52,3 +52,12 @@ if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_focus" ]; then
     /usr/bin/python3 "$(dirname "$0")/../tests/support/desktop.py" -- "$bin/bench_focus" \
         --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 fi
+
+# Notch: resident memory across 1,000 hover changes of an expanded notch, on Xvfb with a
+# compositing manager (the shadow's GL path), beside the same moves over a notch that draws no
+# hover change.
+if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_notch_hover" ]; then
+    echo "== bench_notch_hover"
+    QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1920x1080x24" \
+        sh -c 'xcompmgr & exec "$@"' bench "$bin/bench_notch_hover" 1000
+fi
