@@ -186,6 +186,7 @@ private slots:
     void init();
     void cleanup();
     void panelIsAboveEverythingOnEveryDesktop();
+    void clicksOutsideTheShapeReachTheWindowBelow_data();
     void clicksOutsideTheShapeReachTheWindowBelow();
     void withoutACompositorTheWindowIsCutToTheShape();
     void keysAreNeverStolenAndFocusComesBack();
@@ -194,12 +195,13 @@ private:
     void click(QPoint p);
     void type(const char* text);
     void moveAway();
-    // Expanded, with the body drawn where the layout wants it.
-    bool expandedAtRest() const {
+    // The body drawn where the layout wants it (and expanded).
+    bool atRest() const {
         NotchPanel* panel = m_notch->window();
-        return m_notch->isExpanded() && panel && panel->layout() &&
+        return panel && panel->layout() &&
                panel->layout()->property("drawnRect").toRectF() == panel->layout()->bodyRect();
     }
+    bool expandedAtRest() const { return m_notch->isExpanded() && atRest(); }
     std::unique_ptr<NotchSurface> makeNotch();
     Window active() const {
         return Window(
@@ -300,15 +302,27 @@ void TestNotchPanelX11::panelIsAboveEverythingOnEveryDesktop() {
     QCOMPARE(QSize(attributes.width, attributes.height), QSize(960, 540));
 }
 
+void TestNotchPanelX11::clicksOutsideTheShapeReachTheWindowBelow_data() {
+    QTest::addColumn<bool>("composited");
+    // Cut to its shape the window passes clicks anyway; whole and see-through, only its input
+    // shape does.
+    QTest::newRow("no compositor") << false;
+    QTest::newRow("compositor") << true;
+}
+
 void TestNotchPanelX11::clicksOutsideTheShapeReachTheWindowBelow() {
+    QFETCH(bool, composited);
+    std::unique_ptr<Daemons::Process> compositor;
+    if (composited)
+        compositor = std::make_unique<Daemons::Process>("xcompmgr", QStringList{});
+    QTRY_COMPARE_WITH_TIMEOUT(m_notch->isTranslucent(), composited, wait);
     WindowBelow below(m_dpy, QRect(480, 0, 960, 540));
     auto* counter = new PressCounter;
     m_notch->compact(screen());
     NotchPanel* panel = m_notch->window();
     panel->installEventFilter(counter);
     QVERIFY(QTest::qWaitForWindowExposed(panel));
-    QTRY_VERIFY_WITH_TIMEOUT(
-        panel->layout()->property("drawnRect").toRectF() == panel->layout()->bodyRect(), wait);
+    QTRY_VERIFY_WITH_TIMEOUT(atRest(), wait);
     // (openbox gives the client's shapes to the frame it keeps it in, when it gets to it)
     const Window frame = frameOf(m_dpy, Window(panel->winId()));
     QTRY_VERIFY_WITH_TIMEOUT(shapeRegion(m_dpy, frame, ShapeInput) ==
@@ -347,6 +361,8 @@ void TestNotchPanelX11::clicksOutsideTheShapeReachTheWindowBelow() {
     QTRY_COMPARE_WITH_TIMEOUT(below.clicks(), 5, wait);
     QCOMPARE(counter->mouse, 2);
     delete counter;
+    compositor.reset();
+    QTRY_VERIFY_WITH_TIMEOUT(!m_notch->isTranslucent(), wait);
 }
 
 void TestNotchPanelX11::withoutACompositorTheWindowIsCutToTheShape() {
@@ -356,7 +372,7 @@ void TestNotchPanelX11::withoutACompositorTheWindowIsCutToTheShape() {
     NotchPanel* panel = m_notch->window();
     QVERIFY(QTest::qWaitForWindowExposed(panel));
     NotchLayout* layout = panel->layout();
-    QTRY_VERIFY_WITH_TIMEOUT(layout->property("drawnRect").toRectF() == layout->bodyRect(), wait);
+    QTRY_VERIFY_WITH_TIMEOUT(atRest(), wait);
     const Window w = Window(panel->winId());
     // The window is cut to the drawn outline: 430 × 157 from x 265 of the panel, its flares
     // widest at the top, its bottom corners rounded; no shadow.
@@ -417,9 +433,20 @@ void TestNotchPanelX11::keysAreNeverStolenAndFocusComesBack() {
     QCOMPARE(active(), terminal);
     QTRY_VERIFY_WITH_TIMEOUT(expandedAtRest(), wait);
 
-    // A click on the expanded notch makes it key; its keys are its own.
+    // A click on the compact notch is the notch's, yet the keys stay with the terminal.
     auto* counter = new PressCounter;
     panel->installEventFilter(counter);
+    m_notch->_compact(screen(), true);
+    QTRY_VERIFY_WITH_TIMEOUT(atRest(), wait);
+    click(QPoint(960, 18));
+    QTRY_COMPARE_WITH_TIMEOUT(counter->mouse, 1, wait);
+    QTest::qWait(200);
+    type("h");
+    QCOMPARE(active(), terminal);
+
+    // A click on the expanded notch makes it key; its keys are its own.
+    m_notch->_expand(screen(), true);
+    QTRY_VERIFY_WITH_TIMEOUT(expandedAtRest(), wait);
     click(QPoint(960, 100));
 
     QTRY_COMPARE_WITH_TIMEOUT(active(), Window(panel->winId()), wait);
@@ -430,7 +457,7 @@ void TestNotchPanelX11::keysAreNeverStolenAndFocusComesBack() {
     // Collapsing gives the keyboard back to the terminal; so does hiding.
     m_notch->compact(screen());
     QTRY_COMPARE_WITH_TIMEOUT(active(), terminal, wait);
-    type("h");
+    type("i");
     m_notch->expand(screen());
     QTRY_VERIFY_WITH_TIMEOUT(expandedAtRest(), wait);
     click(QPoint(960, 100));
@@ -438,13 +465,13 @@ void TestNotchPanelX11::keysAreNeverStolenAndFocusComesBack() {
     moveAway();
     m_notch->hide();
     QTRY_COMPARE_WITH_TIMEOUT(active(), terminal, wait);
-    type("i\n");
+    type("j\n");
     QTRY_COMPARE_WITH_TIMEOUT(
         [&] {
             QFile f(typed);
             return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
         }(),
-        QString("abcdefghi\n"), wait);
+        QString("abcdefghij\n"), wait);
     QCOMPARE(counter->keys, QString("x"));
     delete counter;
 }
