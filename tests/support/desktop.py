@@ -111,7 +111,9 @@ class Desktop:
         self._start_x()
         self._start_bus()
         if self.with_accessibility:
-            self._start_accessibility_bus()
+            self._daemon(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"])
+            if not wait_until(lambda: self._root_property("AT_SPI_BUS")):
+                raise RuntimeError("the AT-SPI bus did not come up")
         if self.with_wm:
             self._daemon(["openbox", "--sm-disable"])
             if not wait_until(lambda: self._root_property("_NET_SUPPORTING_WM_CHECK")):
@@ -130,8 +132,11 @@ class Desktop:
     def _start_x(self):
         read_end, write_end = os.pipe()
         width, height = self.size.split("x")
+        # -noreset: with no client left (the launcher lets go of the display once it has set
+        # AT_SPI_BUS), the server would start over and lose the root window's properties.
         self._daemon(["Xvfb", "-displayfd", str(write_end), "-screen", "0",
-                      "%sx%sx24" % (width, height), "-nolisten", "tcp", "-fbdir", self._dir],
+                      "%sx%sx24" % (width, height), "-nolisten", "tcp", "-noreset",
+                      "-fbdir", self._dir],
                      pass_fds=(write_end,), env_extra={})
         os.close(write_end)
         number = b""
@@ -152,18 +157,6 @@ class Desktop:
         self.bus_address = bus.stdout.readline().decode().strip()
         if not self.bus_address:
             raise RuntimeError("the session bus did not start")
-
-    def _start_accessibility_bus(self):
-        # Now and then Debian 12's launcher starts its bus but never learns its address, so it
-        # never announces it (AT_SPI_BUS on the root window, org.a11y.Bus for Qt): a second
-        # launcher does.
-        for _ in range(3):
-            launcher = self._daemon(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"])
-            if wait_until(lambda: self._root_property("AT_SPI_BUS"), READY_TIMEOUT / 3):
-                return
-            _stop(launcher)
-            self._daemons.remove(launcher)
-        raise RuntimeError("the AT-SPI bus did not come up")
 
     def _daemon(self, command, pass_fds=(), stdout=subprocess.DEVNULL, env_extra=None):
         env = self.env() if env_extra is None else dict(os.environ, **env_extra)
