@@ -45,7 +45,11 @@ void SettingsWindowController::watchSettingsFile(bool watch) {
     m_watcher.addPath(folder.absolutePath());
 }
 
-SettingsWindowController::~SettingsWindowController() = default;
+SettingsWindowController::~SettingsWindowController() {
+    // A window still open says it hides as it goes, after the watcher and the timer have gone.
+    if (m_window)
+        disconnect(m_window.get(), nullptr, this, nullptr);
+}
 
 void SettingsWindowController::bind(SessionStore* sessions, UpdaterManager* updater,
                                     SettingsModel::Environment env) {

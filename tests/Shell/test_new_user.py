@@ -207,6 +207,18 @@ class NewUserTest(unittest.TestCase):
         app.find("Settings", "heading", timeout=WAIT)
         self.snap("settings-from-second-launch")
 
+        # Quit from the menu: an orderly end, the preferences whole.
+        focus = self.desk.focus_log()
+        x, y, width, height = self.desk.tray_icons()[0]
+        self.desk.click_at(x + width // 2, y + height // 2, button=3)
+        for title in ("Settings", "Start at login", "Quit Hollowmere"):
+            self.desk.key("Down")
+            focus.wait_for(title, "menu item")
+        self.desk.key("Return")
+        focus.stop()
+        self.assertEqual(app.process.wait(WAIT), 0, app.log())
+        self.assertEqual(self.prefs().get("onboarding.completed"), "true")
+
     # The Connection tab follows the settings file as others edit it.
     def test_connection_tab_rules_and_restore(self):
         os.makedirs(os.path.dirname(self.conf))
