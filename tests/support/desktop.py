@@ -92,17 +92,21 @@ class Desktop:
     # Life cycle
 
     def __enter__(self):
-        try:
-            self.start()
-        except BaseException:
-            self.stop()
-            raise
+        self.start()
         return self
 
     def __exit__(self, *exc):
         self.stop()
 
     def start(self):
+        """Starts everything; one part that does not come up stops the parts that did."""
+        try:
+            self._start()
+        except BaseException:
+            self.stop()
+            raise
+
+    def _start(self):
         self._dir = tempfile.mkdtemp(prefix="hollowmere-desktop-")
         # The accessibility bus lives in the runtime folder, named after the display number
         # (else in ~/.cache, shared by every desktop on ":0" of every private /tmp): its own.
