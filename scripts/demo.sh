@@ -29,3 +29,7 @@ render "$build/bin/hollowmere-promptcard-demo" "$out"
 
 # Onboarding steps and settings tabs.
 render "$build/bin/hollowmere-windows-demo" "$out"
+
+# Session notch: the real controller and views, compact in each status, the list with a row open,
+# a prompt, and the HUD in its place.
+render "$build/bin/hollowmere-notch-demo" "$out"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "HUD/BatteryMonitor.h"
+#include "HUD/BrightnessMonitor.h"
 #include "HUD/HUDState.h"
+#include "HUD/VolumeMonitor.h"
 #include "Notch/Clock.h"
 #include "Notch/NotchHandle.h"
 
@@ -12,11 +15,8 @@
 #include <memory>
 #include <optional>
 
-class BatteryMonitor;
-class BrightnessMonitor;
 class SessionStore;
 class SystemHUDSuppressor;
-class VolumeMonitor;
 
 // A tap handed to a view: the view calls trigger(), the owner decides what it does.
 class ViewAction : public QObject {
