@@ -71,10 +71,17 @@ float HUDCompactModel::barValue() const {
                               m_brightness ? m_brightness->brightness() : 0.5f);
 }
 
-QString HUDCompactModel::label() const {
+float HUDCompactModel::level() const {
     // The real level: 150% reads as such while the bar stays full.
-    return HUDRules::label(kind(),
-                           HUDRules::level(kind(), m_volume ? m_volume->volume() : 0.0f,
-                                           m_volume && m_volume->isMuted(),
-                                           m_brightness ? m_brightness->brightness() : 0.5f));
+    return HUDRules::level(kind(), m_volume ? m_volume->volume() : 0.0f,
+                           m_volume && m_volume->isMuted(),
+                           m_brightness ? m_brightness->brightness() : 0.5f);
+}
+
+QString HUDCompactModel::label() const {
+    return HUDRules::label(kind(), level());
+}
+
+QString HUDCompactModel::accessibleName() const {
+    return HUDRules::accessibleName(kind(), level());
 }

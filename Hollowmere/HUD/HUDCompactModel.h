@@ -25,6 +25,7 @@ class HUDCompactModel : public QObject {
     Q_PROPERTY(QColor tint READ tint NOTIFY changed)
     Q_PROPERTY(float barValue READ barValue NOTIFY changed)
     Q_PROPERTY(QString label READ label NOTIFY changed)
+    Q_PROPERTY(QString accessibleName READ accessibleName NOTIFY changed)
     Q_PROPERTY(int bump READ bump NOTIFY bumpChanged)
 
     Q_PROPERTY(QColor labelColor READ labelColor CONSTANT)
@@ -68,6 +69,7 @@ public:
     QColor tint() const;
     float barValue() const;
     QString label() const;
+    QString accessibleName() const;
     int bump() const { return m_hud ? m_hud->bump() : 0; }
     QColor labelColor() const { return Qt::white; }
 
@@ -78,6 +80,7 @@ signals:
 
 private:
     HUDKind kind() const { return m_hud ? m_hud->kind() : HUDKind::volume(); }
+    float level() const;
     void follow(QObject* source);
 
     QPointer<HUDState> m_hud;

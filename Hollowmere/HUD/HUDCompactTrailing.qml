@@ -12,6 +12,8 @@ Item {
     readonly property alias bar: segmentedBar
 
     implicitWidth: row.implicitWidth
+    Accessible.role: Accessible.ProgressBar
+    Accessible.name: hudModel.accessibleName
     implicitHeight: Math.max(hudModel.barHeight, label.implicitHeight)
 
     HUDCompactModel {

@@ -44,6 +44,28 @@ QString label(const HUDKind& kind, float level) {
     return QString::number(std::lround(double(level) * 100.0)) + QLatin1Char('%');
 }
 
+QString accessibleName(const HUDKind& kind, float level) {
+    QString what;
+    switch (kind.kind()) {
+    case HUDKind::Case::batteryPlugged:
+        what = QStringLiteral("Battery charging");
+        break;
+    case HUDKind::Case::batteryUnplugged:
+        what = QStringLiteral("Battery");
+        break;
+    case HUDKind::Case::batteryLow:
+        what = QStringLiteral("Battery low");
+        break;
+    case HUDKind::Case::volume:
+        what = QStringLiteral("Volume");
+        break;
+    case HUDKind::Case::brightness:
+        what = QStringLiteral("Brightness");
+        break;
+    }
+    return what + QLatin1Char(' ') + label(kind, level);
+}
+
 int litSegments(float value, int segmentCount) {
     if (segmentCount <= 0 || !(value > 0.0f))
         return 0;

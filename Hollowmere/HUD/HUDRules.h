@@ -20,6 +20,8 @@ float level(const HUDKind& kind, float volume, bool isMuted, float brightness);
 float barValue(const HUDKind& kind, float volume, bool isMuted, float brightness);
 // The percentage text right of the bar, for a level.
 QString label(const HUDKind& kind, float level);
+// What a screen reader says for the HUD: "Volume 56%", "Battery low 9%".
+QString accessibleName(const HUDKind& kind, float level);
 // Segments lit for a value: rounded up, so any level above zero lights at least one.
 int litSegments(float value, int segmentCount);
 // Width of one segment in a row of the given width; never below 2.

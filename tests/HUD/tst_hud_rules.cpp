@@ -48,6 +48,8 @@ void TestHUDRules::symbolsTintsAndLabels() {
     // Battery labels carry the percentage itself, whatever the bar shows.
     QCOMPARE(HUDRules::label(Kind::batteryLow(9), 0.7f), QString("9%"));
     QCOMPARE(HUDRules::label(Kind::batteryPlugged(101), 1.01f), QString("101%"));
+    QCOMPARE(HUDRules::accessibleName(Kind::batteryLow(9), 0.7f), QString("Battery low 9%"));
+    QCOMPARE(HUDRules::accessibleName(Kind::volume(), 0.5625f), QString("Volume 56%"));
 
     QVERIFY(Kind::batteryLow(9) == Kind::batteryLow(9));
     QVERIFY(!(Kind::batteryLow(9) == Kind::batteryLow(8)));
