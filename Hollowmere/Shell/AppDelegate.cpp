@@ -4,6 +4,7 @@
 #include "ClaudeIntegration/HooksInstaller.h"
 #include "ClaudeIntegration/SessionScanner.h"
 #include "HookLink/HookServer.h"
+#include "Notch/NotchController.h"
 #include "Onboarding/OnboardingFlow.h"
 #include "Onboarding/OnboardingWindow.h"
 #include "Onboarding/Preferences.h"
@@ -58,6 +59,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_sessions->reloadAllowPatterns();
 
     // 3. The notch controller.
+    m_notchController = std::make_unique<NotchController>(m_sessions.get());
+    m_notchController->start();
 
     // 4. and 5. Onboarding, or the hooks at once.
     m_onboarding = std::make_unique<OnboardingWindow>();

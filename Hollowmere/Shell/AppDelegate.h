@@ -8,6 +8,7 @@
 #include <memory>
 
 class HookServer;
+class NotchController;
 class OnboardingWindow;
 class SessionScanner;
 class SessionStore;
@@ -39,6 +40,7 @@ public:
 
     SessionStore* sessions() const { return m_sessions.get(); }
     HookServer* server() const { return m_server.get(); }
+    NotchController* notchController() const { return m_notchController.get(); }
     SessionScanner* scanner() const { return m_scanner.get(); }
     StatusMenu* statusMenu() const { return m_statusMenu.get(); }
     SettingsWindowController* settingsWindow() const { return m_settings.get(); }
@@ -53,9 +55,11 @@ private:
     void decideAboutOnboarding();
     void startShell();
 
-    // Destroyed in reverse: the scanner and the server go before the store they call into.
+    // Destroyed in reverse: the scanner, the notch and the server go before the store they call
+    // into.
     std::unique_ptr<SessionStore> m_sessions;
     std::unique_ptr<HookServer> m_server;
+    std::unique_ptr<NotchController> m_notchController;
     std::unique_ptr<SessionScanner> m_scanner;
     std::unique_ptr<OnboardingWindow> m_onboarding;
     std::unique_ptr<SettingsWindowController> m_settings;
