@@ -61,3 +61,13 @@ if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_notch_hover" ]; then
     QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1920x1080x24" \
         sh -c 'xcompmgr & exec "$@"' bench "$bin/bench_notch_hover" 1000
 fi
+
+# Session notch: hook connection to the prompt card's first frame beside a bare Qt Quick window's
+# first frame; memory over 1,000 hover changes and 1,000 prompts; then the whole app's CPU and
+# memory with 10 idle sessions and with one working, beside a bare window on the same X server.
+if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_notch" ]; then
+    echo "== bench_notch"
+    "$(dirname "$0")/../tests/support/isolated.sh" xvfb-run -a -s "-screen 0 1920x1080x24" \
+        env QT_QPA_PLATFORM=xcb sh -c "'$bin/bench_notch' first-frame 20 && '$bin/bench_notch' growth 1000"
+    "$(dirname "$0")/../bench/notch_idle.py" "$build"
+fi
