@@ -143,7 +143,8 @@ class StandIn:
         if not os.path.exists(self.log_path):
             return []
         with open(self.log_path, encoding="utf-8") as f:
-            return [json.loads(line) for line in f if line.strip()]
+            # A line without its newline is still being written: read it next time.
+            return [json.loads(line) for line in f if line.endswith("\n") and line.strip()]
 
     def message_requests(self):
         return [r for r in self.requests()

@@ -176,8 +176,10 @@ class NotchDesktopTest(E2ECase):
         self.assertIsNotNone(hud)
         self.assertEqual(self.desk.sink_volume(sink), 56)
         self.save_screen("hud")
-        self.assertIsNone(self.app.showing(lambda c: c.name.startswith("Claude Code")),
-                          self.app.controls())
+        # The session notch makes way (its hide animation may still be running at this point).
+        self.assertTrue(wait_until(lambda: self.app.showing(
+            lambda c: c.name.startswith("Claude Code")) is None, KEY_FLASH / 2, 0.05),
+            self.app.controls())
         # The session notch comes back once the flash is over, not before.
         back = wait_until(lambda: self.app.showing(
             lambda c: c.name == "Claude Code, 1 session"), LONG, 0.1)
