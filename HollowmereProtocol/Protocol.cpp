@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Protocol.h"
 
+#include "JsonLimits.h"
+
 #include <limits>
 
 #include <nlohmann/json.hpp>
@@ -79,6 +81,8 @@ template <typename T> void writeOptional(json& obj, const char* key, const std::
 }
 
 json parseObject(std::string_view text) {
+    if (!jsonNestingWithin(text))
+        return json();
     auto j = json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
     if (j.is_discarded() || !j.is_object())
         return json();
@@ -188,7 +192,8 @@ std::optional<HookEvent> HookEvent::decode(std::string_view text) {
               readOptional(j, "suggestions", e.suggestions) &&
               readOptional(j, "claudePid", e.claudePid) &&
               readOptional(j, "iTermSessionId", e.iTermSessionId);
-    if (!ok)
+    // The tool input is JSON text the app parses again; it is held to the same bound.
+    if (!ok || (e.toolInput && !jsonNestingWithin(*e.toolInput)))
         return std::nullopt;
     return e;
 }

@@ -37,8 +37,9 @@ struct HookEvent {
 
     // Compact JSON, no line feed. Absent optionals are omitted, never written as null.
     std::string encode() const;
-    // Absent or null optionals decode to absent; a missing required key, a wrong type or an
-    // unknown kind fails the whole record.
+    // Absent or null optionals decode to absent; a missing required key, a wrong type, an
+    // unknown kind, or nesting deeper than jsonNestingLimit (in the record or in the JSON text
+    // of toolInput) fails the whole record.
     static std::optional<HookEvent> decode(std::string_view json);
 
     bool operator==(const HookEvent&) const = default;

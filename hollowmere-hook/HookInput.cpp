@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "HookInput.h"
 
+#include "JsonLimits.h"
+
 #include <nlohmann/json.hpp>
 
 using nlohmann::json;
@@ -106,6 +108,9 @@ constexpr char defaultDenial[] = "Denied in Hollowmere";
 } // namespace
 
 std::optional<HookInput> readHookInput(std::string_view input, double timestamp) {
+    // Flattening the tool input recurses once per level: past the bound, no opinion.
+    if (!jsonNestingWithin(input))
+        return std::nullopt;
     json root = json::parse(input.begin(), input.end(), nullptr, /*allow_exceptions=*/false);
     if (root.is_discarded() || !root.is_object())
         return std::nullopt;

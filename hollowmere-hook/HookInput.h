@@ -20,8 +20,8 @@ struct HookInput {
 };
 
 // The event for one hook invocation, with everything Claude Code's input says; the facts about
-// processes are the caller's to add. Nothing when the input is not a JSON object, has no
-// session id, or comes from a hook the app does not follow.
+// processes are the caller's to add. Nothing when the input is not a JSON object, nests deeper
+// than jsonNestingLimit, has no session id, or comes from a hook the app does not follow.
 std::optional<HookInput> readHookInput(std::string_view input, double timestamp);
 
 // What to print for Claude Code after the app answered: an allow or deny answer, in the shape of

@@ -20,6 +20,7 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "JsonLimits.h"
 #include "Platform/PeerCredentials.h"
 #include "Platform/QuietSend.h"
 #include "Protocol.h"
@@ -83,6 +84,8 @@ ReadEnd readRequest(int fd, std::string& request) {
 QString describeDecodeFailure(const std::string& request) {
     if (request.empty())
         return QStringLiteral("no data");
+    if (!jsonNestingWithin(request))
+        return QStringLiteral("nested deeper than %1 levels").arg(jsonNestingLimit);
     try {
         const auto parsed = nlohmann::json::parse(request);
         if (!parsed.is_object())

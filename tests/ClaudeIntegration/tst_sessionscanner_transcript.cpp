@@ -199,7 +199,10 @@ void TestTranscriptReader::badLinesAreSkippedNotFatal() {
          R"({"type":"user","message":{"content":"bad \xc3\x28 utf8"}})", blob,
          R"({"type" : "assistant", "message" : {"content" : "spaced", "stop_reason" : "end_turn"}})",
          R"({"type":"assistant","message":"not an object"})"
-         "\r"}));
+         "\r",
+         // Past the parser's depth bound: skipped without recursion, like any other bad line.
+         R"({"type":"user","message":{"content":)" + std::string(100000, '[') +
+             std::string(100000, ']') + "}}"}));
     QCOMPARE(f.firstPrompt, QString("kept"));
     QCOMPARE(f.promptCount, 1);
     QCOMPARE(f.lastAssistant, QString("spaced"));

@@ -128,6 +128,10 @@ void TestHookServer::badInputIsClosedUnanswered_data() {
            "of the wrong type)";
     QTest::newRow("array") << QByteArray("[1,2]\n") << "not a JSON object";
     QTest::newRow("line feed first") << QByteArray("\n{\"kind\":\"stop\"}") << "no data";
+    QTest::newRow("nested 100,000 deep")
+        << QByteArray(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":1,"x":)") +
+               QByteArray(100000, '[') + QByteArray(100000, ']') + "}\n"
+        << "nested deeper than 64 levels";
 }
 
 void TestHookServer::badInputIsClosedUnanswered() {

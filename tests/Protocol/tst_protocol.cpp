@@ -6,10 +6,18 @@
 #include "Protocol.h"
 
 namespace QTest {
-template <> inline char* toString(const std::string& s) { return qstrdup(s.c_str()); }
+template <> inline char* toString(const std::string& s) {
+    return qstrdup(s.c_str());
+}
 } // namespace QTest
 
 using nlohmann::json;
+
+namespace {
+std::string nested(size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+} // namespace
 
 class TestProtocol : public QObject {
     Q_OBJECT
@@ -31,7 +39,8 @@ void TestProtocol::minimalEventAndAbsentOrNullOptionals() {
     QVERIFY(!e->tool && !e->toolInput && !e->message && !e->terminalBundleId);
     QVERIFY(!e->terminalPid && !e->suggestions && !e->claudePid && !e->iTermSessionId);
 
-    json withNulls = json::parse(R"({"kind":"notification","sessionId":"s","cwd":"/","timestamp":1.5})");
+    json withNulls =
+        json::parse(R"({"kind":"notification","sessionId":"s","cwd":"/","timestamp":1.5})");
     for (auto key : {"tool", "toolInput", "message", "terminalBundleId", "terminalPid",
                      "suggestions", "claudePid", "iTermSessionId"})
         withNulls[key] = nullptr;
@@ -97,6 +106,16 @@ void TestProtocol::rejectsUnknownKindsAndWrongTypes() {
     };
     for (auto text : bad)
         QVERIFY2(!HookEvent::decode(text), text);
+    // Nesting past the bound, in the record or in the JSON its tool input carries: whoever
+    // prints, copies or compares such a value would recurse once per level.
+    const std::string head = R"({"kind":"permissionRequest","sessionId":"s","cwd":"/",)";
+    QVERIFY(!HookEvent::decode(head + R"("timestamp":0,"x":)" + nested(100000) + "}"));
+    json deepInput = json::parse(head + R"("timestamp":0})");
+    deepInput["toolInput"] = R"({"a":)" + nested(64) + "}";
+    QVERIFY(!HookEvent::decode(deepInput.dump()));
+    deepInput["toolInput"] = R"({"a":)" + nested(63) + "}";
+    QVERIFY(HookEvent::decode(deepInput.dump()));
+    QVERIFY(!HookDecision::decode(R"({"decision":"deny","x":)" + nested(100000) + "}"));
     // Keys we do not know are ignored, not fatal.
     QVERIFY(HookEvent::decode(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"x":1})"));
     QVERIFY(HookEvent::decode(
@@ -108,7 +127,8 @@ void TestProtocol::datesAreSecondsSince2001() {
     auto zero = timePointFromReferenceSeconds(0);
     QCOMPARE(duration_cast<seconds>(zero.time_since_epoch()).count(), 978307200LL);
     // A Unix time sent by mistake lands in the 2050s and is accepted as it is.
-    auto e = HookEvent::decode(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":1700000000})");
+    auto e =
+        HookEvent::decode(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":1700000000})");
     QVERIFY(e);
     auto when = timePointFromReferenceSeconds(e->timestamp);
     auto years = duration_cast<hours>(when.time_since_epoch()).count() / (24 * 365.25);

@@ -338,6 +338,11 @@ private slots:
         QTest::newRow("array") << QByteArray("[1,2,3]");
         QTest::newRow("unknown hook") << QByteArray::fromStdString(
             json{{"session_id", "s"}, {"cwd", "/"}, {"hook_event_name", "SessionStart"}}.dump());
+        // Claude Code passes on whatever the model wrote as the tool's input.
+        QTest::newRow("tool input nested 100,000 deep")
+            << QByteArray(R"({"session_id":"s","cwd":"/","hook_event_name":"PreToolUse",)"
+                          R"("tool_name":"mcp__x","tool_input":)") +
+                   QByteArray(100000, '[') + QByteArray(100000, ']') + "}";
         QTest::newRow("no session") << QByteArray::fromStdString(
             json{{"cwd", "/"}, {"hook_event_name", "PreToolUse"}, {"tool_name", "Bash"}}.dump());
     }
