@@ -93,8 +93,13 @@ json withoutManaged(const json& list) {
     return kept;
 }
 
-void ensureParentDirectory(const QString& path) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
+using SettingsFile::Outcome;
+
+// Logs why a write did not happen, when it did not; true when the edit is in the file.
+bool written(const Outcome& done, const char* what) {
+    if (done.kind == Outcome::Kind::refused || done.kind == Outcome::Kind::failed)
+        qWarning("Hollowmere: %s: %s", what, qPrintable(done.text));
+    return done.kind == Outcome::Kind::written;
 }
 
 bool holdsManagedEntries() {
@@ -182,50 +187,51 @@ QString installIfNeeded() {
     if (!hook)
         return QStringLiteral("skip: hollowmere-hook not found next to app binary");
 
-    const QString path = settingsPath();
-    const Contents before = SettingsFile::read(path);
-    json root = before.root;
-    if (!before.parsed())
-        ensureParentDirectory(path);
-
-    const std::string command = commandFor(*hook).toStdString();
+    const std::string command = SettingsJson::toStored(commandFor(*hook));
     const std::vector<const char*> wanted = eventsFor(askWhen());
-    json hooks = member(root, "hooks", json::value_t::object);
-    bool allPresent = true;
-    for (const char* event : allManagedEvents) {
-        const bool managedHere = isOneOf(wanted, event);
-        const auto found = hooks.find(event);
-        if (found == hooks.end() || !found->is_array()) {
-            allPresent = allPresent && !managedHere;
+    auto edit = [&](const Contents& before) -> std::optional<json> {
+        json root = before.root;
+        json hooks = member(root, "hooks", json::value_t::object);
+        bool allPresent = true;
+        for (const char* event : allManagedEvents) {
+            const bool managedHere = isOneOf(wanted, event);
+            const auto found = hooks.find(event);
+            if (found == hooks.end() || !found->is_array()) {
+                allPresent = allPresent && !managedHere;
+                if (managedHere)
+                    hooks[event] = json::array({managedEntry(command)});
+                continue;
+            }
+            if (!managedHere && !containsManaged(*found))
+                continue; // the user's alone
+            allPresent = allPresent && managedHere && containsMatching(*found, command);
+            // Drop every managed entry, stale paths and the other choice's event included; the
+            // user's keep their order.
+            json list = withoutManaged(*found);
             if (managedHere)
-                hooks[event] = json::array({managedEntry(command)});
-            continue;
+                list.push_back(managedEntry(command));
+            if (list.empty())
+                hooks.erase(found); // only our stale entry was there
+            else
+                *found = std::move(list);
         }
-        if (!managedHere && !containsManaged(*found))
-            continue; // the user's alone
-        allPresent = allPresent && managedHere && containsMatching(*found, command);
-        // Drop every managed entry, stale paths and the other choice's event included; the
-        // user's keep their order.
-        json list = withoutManaged(*found);
-        if (managedHere)
-            list.push_back(managedEntry(command));
-        if (list.empty())
-            hooks.erase(found); // only our stale entry was there
-        else
-            *found = std::move(list);
-    }
-    if (allPresent)
+        if (allPresent)
+            return std::nullopt;
+        root["hooks"] = std::move(hooks);
+        return root;
+    };
+    const Outcome done = SettingsFile::update(
+        settingsPath(), {backupURL(), /*replaceMalformed=*/true, /*keepFirstBackup=*/true}, edit);
+    switch (done.kind) {
+    case Outcome::Kind::written:
+        return QStringLiteral("installed hooks → ") + *hook;
+    case Outcome::Kind::unchanged:
         return QStringLiteral("ok: hooks already installed");
-
-    const QString backup = backupURL();
-    if (!SettingsFile::refusal(path, before) && QFileInfo::exists(path) &&
-        !QFileInfo::exists(backup)) {
-        QFile::copy(path, backup); // the state before the first install; never overwritten
+    case Outcome::Kind::refused:
+    case Outcome::Kind::failed:
+        break;
     }
-    root["hooks"] = std::move(hooks);
-    if (const auto err = SettingsFile::write(path, before, root, backup))
-        return QStringLiteral("failed to write settings: ") + err->text;
-    return QStringLiteral("installed hooks → ") + *hook;
+    return QStringLiteral("failed to write settings: ") + done.text;
 }
 
 bool isInstalled() {
@@ -238,7 +244,7 @@ bool isInstalled() {
     const auto hooks = settings.root.find("hooks");
     if (hooks == settings.root.end() || !hooks->is_object())
         return false;
-    const std::string command = commandFor(*hook).toStdString();
+    const std::string command = SettingsJson::toStored(commandFor(*hook));
     const std::vector<const char*> wanted = eventsFor(askWhen());
     return std::all_of(allManagedEvents.begin(), allManagedEvents.end(), [&](const char* event) {
         const auto list = hooks->find(event);
@@ -250,42 +256,32 @@ bool isInstalled() {
 }
 
 bool uninstall() {
-    const QString path = settingsPath();
-    const Contents before = SettingsFile::read(path);
-    if (!before.parsed())
-        return false;
-    json root = before.root;
-    const auto found = root.find("hooks");
-    if (found == root.end() || !found->is_object())
-        return false;
-    json hooks = *found;
-
-    bool changed = false;
-    for (const char* event : allManagedEvents) {
-        const auto list = hooks.find(event);
-        if (list == hooks.end() || !list->is_array())
-            continue;
-        json kept = withoutManaged(*list);
-        if (kept.size() == list->size())
-            continue;
-        changed = true;
-        if (kept.empty())
-            hooks.erase(list);
-        else
-            *list = std::move(kept);
-    }
-    if (!changed)
-        return false;
-    if (hooks.empty())
-        root.erase("hooks");
-    else
-        root["hooks"] = std::move(hooks);
-
-    if (const auto err = SettingsFile::write(path, before, root, backupURL())) {
-        qWarning("Hollowmere: could not remove hooks: %s", qPrintable(err->text));
-        return false;
-    }
-    return true;
+    auto edit = [](const Contents& before) -> std::optional<json> {
+        json root = before.root;
+        const auto found = root.find("hooks");
+        if (found == root.end() || !found->is_object())
+            return std::nullopt;
+        json& hooks = *found;
+        bool changed = false;
+        for (const char* event : allManagedEvents) {
+            const auto list = hooks.find(event);
+            if (list == hooks.end() || !list->is_array() || !containsManaged(*list))
+                continue;
+            changed = true;
+            json kept = withoutManaged(*list);
+            if (kept.empty())
+                hooks.erase(list);
+            else
+                *list = std::move(kept);
+        }
+        if (!changed)
+            return std::nullopt;
+        if (hooks.empty())
+            root.erase("hooks");
+        return root;
+    };
+    return written(SettingsFile::update(settingsPath(), {backupURL()}, edit),
+                   "could not remove hooks");
 }
 
 bool restoreBackup() {
@@ -298,10 +294,12 @@ bool restoreBackup() {
         return false;
     };
 
+    const SettingsFile::Lock lock(path);
     // The file being replaced may hold edits made since; if it does not parse, nothing else
     // would keep them.
-    if (SettingsFile::read(path).state == Contents::State::malformed &&
-        !SettingsFile::keepAside(path, backup)) {
+    const Contents replaced = SettingsFile::read(path);
+    if (replaced.state == Contents::State::malformed &&
+        !SettingsFile::keepAside(path, replaced.bytes, backup)) {
         return failed(QStringLiteral("no copy could be made of %1").arg(path));
     }
 
@@ -325,50 +323,40 @@ bool restoreBackup() {
 }
 
 bool addAllowRule(const QString& pattern) {
-    const QString path = settingsPath();
-    const Contents before = SettingsFile::read(path);
-    json root = before.root;
-    json permissions = member(root, "permissions", json::value_t::object);
-    json allow = member(permissions, "allow", json::value_t::array);
-    const std::string wanted = pattern.toStdString();
-    if (std::find(allow.begin(), allow.end(), json(wanted)) != allow.end())
-        return false;
-
-    allow.push_back(wanted);
-    permissions["allow"] = std::move(allow);
-    root["permissions"] = std::move(permissions);
-    if (!before.parsed())
-        ensureParentDirectory(path);
-    if (const auto err = SettingsFile::write(path, before, root, backupURL())) {
-        qWarning("Hollowmere: could not add allow rule %s: %s", qPrintable(pattern),
-                 qPrintable(err->text));
-        // A failed write still counts as added: the caller's in-memory list holds the rule.
-        return !err->refused;
-    }
-    return true;
+    const json wanted = SettingsJson::toStored(pattern);
+    auto edit = [&](const Contents& before) -> std::optional<json> {
+        json root = before.root;
+        json permissions = member(root, "permissions", json::value_t::object);
+        json allow = member(permissions, "allow", json::value_t::array);
+        if (std::find(allow.begin(), allow.end(), wanted) != allow.end())
+            return std::nullopt;
+        allow.push_back(wanted);
+        permissions["allow"] = std::move(allow);
+        root["permissions"] = std::move(permissions);
+        return root;
+    };
+    const Outcome done = SettingsFile::update(settingsPath(), {backupURL()}, edit);
+    written(done, "could not add an allow rule");
+    // A write that failed still counts as added: the caller's in-memory list holds the rule.
+    return done.kind == Outcome::Kind::written || done.kind == Outcome::Kind::failed;
 }
 
 bool removeAllowRule(const QString& pattern) {
-    const QString path = settingsPath();
-    const Contents before = SettingsFile::read(path);
-    if (!before.parsed())
-        return false;
-    json root = before.root;
-    json permissions = member(root, "permissions", json::value_t::object);
-    json allow = member(permissions, "allow", json::value_t::array);
-    const auto first = std::find(allow.begin(), allow.end(), json(pattern.toStdString()));
-    if (first == allow.end())
-        return false;
-
-    allow.erase(first);
-    permissions["allow"] = std::move(allow);
-    root["permissions"] = std::move(permissions);
-    if (const auto err = SettingsFile::write(path, before, root, backupURL())) {
-        qWarning("Hollowmere: could not remove allow rule %s: %s", qPrintable(pattern),
-                 qPrintable(err->text));
-        return false;
-    }
-    return true;
+    const json unwanted = SettingsJson::toStored(pattern);
+    auto edit = [&](const Contents& before) -> std::optional<json> {
+        json root = before.root;
+        json permissions = member(root, "permissions", json::value_t::object);
+        json allow = member(permissions, "allow", json::value_t::array);
+        const auto first = std::find(allow.begin(), allow.end(), unwanted);
+        if (first == allow.end())
+            return std::nullopt;
+        allow.erase(first);
+        permissions["allow"] = std::move(allow);
+        root["permissions"] = std::move(permissions);
+        return root;
+    };
+    return written(SettingsFile::update(settingsPath(), {backupURL()}, edit),
+                   "could not remove an allow rule");
 }
 
 QStringList currentAllowPatterns() {
@@ -377,7 +365,7 @@ QStringList currentAllowPatterns() {
     QStringList patterns;
     for (const json& rule : member(permissions, "allow", json::value_t::array)) {
         if (rule.is_string())
-            patterns.append(QString::fromStdString(rule.get<std::string>()));
+            patterns.append(SettingsJson::fromStored(rule.get<std::string>()));
     }
     return patterns;
 }
@@ -393,6 +381,8 @@ std::optional<QString> settingsFileProblem() {
                               "before replacing it")
             .arg(path);
     }
+    if (!SettingsFile::rewrite(settings, settings.root))
+        return SettingsFile::tooLargeText(path, settings);
     return std::nullopt;
 }
 

@@ -52,8 +52,9 @@ QString backupURL();
 // Puts the backup in place of the settings file; the backup is gone afterwards.
 bool restoreBackup();
 
-// Appends a pattern to permissions.allow; false when it was there already or nothing could be
-// written safely.
+// Appends a pattern to permissions.allow; false when it was there already or the file may not be
+// rewritten (see settingsFileProblem()). A write that failed counts as added: the caller keeps the
+// rule for this run.
 bool addAllowRule(const QString& pattern);
 
 // Removes the first equal pattern; true when the file was rewritten.
@@ -63,9 +64,10 @@ QStringList currentAllowPatterns();
 
 QString settingsPath();
 
-// Why the settings file cannot be safely rewritten, when that is so: it cannot be read, holds a
-// number a rewrite would change, or does not parse (then only an install may replace it, after
-// copying it aside). Nothing when every operation may write it. Shown by the Connection tab.
+// Why the settings file cannot be safely rewritten, when that is so: it cannot be read, nests
+// deeper than 64 levels, holds a number a rewrite would change, would grow past what a rewrite
+// may write once indented, or does not parse (then only an install may replace it, after copying
+// it aside). Nothing when every operation may write it. Shown by the Connection tab.
 std::optional<QString> settingsFileProblem();
 
 // The text registered as the hook's command for a hook path (quoted for sh when it must be).

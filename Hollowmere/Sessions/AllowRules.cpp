@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "AllowRules.h"
 
-#include <QFile>
+#include "ClaudeIntegration/SettingsFile.h"
 
 #include <nlohmann/json.hpp>
 
@@ -62,15 +62,9 @@ std::optional<QString> patternFor(const HookEvent& event) {
 }
 
 QStringList readFromSettings(const QString& settingsPath) {
-    QFile file(settingsPath);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    const QByteArray bytes = file.readAll();
-    json root = json::parse(bytes.begin(), bytes.end(), nullptr, /*allow_exceptions=*/false);
-    if (!root.is_object())
-        return {};
-    auto permissions = root.find("permissions");
-    if (permissions == root.end() || !permissions->is_object())
+    const SettingsFile::Contents settings = SettingsFile::read(settingsPath);
+    auto permissions = settings.root.find("permissions");
+    if (permissions == settings.root.end() || !permissions->is_object())
         return {};
     auto allow = permissions->find("allow");
     if (allow == permissions->end() || !allow->is_array())
@@ -79,7 +73,7 @@ QStringList readFromSettings(const QString& settingsPath) {
     for (const json& rule : *allow) {
         if (!rule.is_string())
             return {}; // a mixed array is not an array of strings
-        patterns << QString::fromStdString(rule.get<std::string>());
+        patterns << SettingsJson::fromStored(rule.get<std::string>());
     }
     return patterns;
 }

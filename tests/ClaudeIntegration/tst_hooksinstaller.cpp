@@ -2,6 +2,7 @@
 // The installer against real files in a throw-away HOME. A hollowmere-hook sits beside this test
 // binary (copied there by the build), so hookBinaryPath() finds one.
 #include "ClaudeIntegration/HooksInstaller.h"
+#include "ClaudeIntegration/SettingsFile.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -272,19 +273,23 @@ private slots:
         writeBytes(m_settings, broken);
         QVERIFY(!HooksInstaller::isInstalled());
         QVERIFY(!HooksInstaller::uninstall());
+        // Rule edits never replace a file that does not parse, and take no backup slot.
+        QVERIFY(!HooksInstaller::addAllowRule("Read"));
         QVERIFY(!HooksInstaller::removeAllowRule("A"));
+        QVERIFY(HooksInstaller::settingsFileProblem()->contains("does not parse"));
         QCOMPARE(readBytes(m_settings), broken);
+        QVERIFY(!QFileInfo::exists(m_backup));
 
+        // Only install replaces it, after copying it aside.
         QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
         QCOMPARE(readBytes(m_backup), broken);
         QCOMPARE(readJson(m_settings).size(), std::size_t(1)); // only "hooks"
-        QCOMPARE(QDir(m_home->filePath(".claude")).entryList(QDir::Files | QDir::Hidden).size(), 2);
+        QVERIFY(!HooksInstaller::settingsFileProblem());
 
-        // Broken again while a backup exists: the new content goes to its own copy.
+        // Broken again while a backup exists: install keeps the new content in its own copy.
         const QByteArray brokenAgain = "[\"not an object\"]";
         writeBytes(m_settings, brokenAgain);
-        QVERIFY(HooksInstaller::addAllowRule("Read"));
-        QCOMPARE(HooksInstaller::currentAllowPatterns(), QStringList({"Read"}));
+        QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
         QCOMPARE(readBytes(m_backup), broken);
         const QStringList copies =
             QDir(m_home->filePath(".claude")).entryList({"settings.json.hollowmere-unparsable-*"});
@@ -299,6 +304,64 @@ private slots:
                      .entryList({"settings.json.hollowmere-unparsable-*"})
                      .size(),
                  2);
+    }
+
+    void whatClaudeCodeReadsIsReadAndKept() {
+        // Claude Code reads lone surrogate escapes and bytes that are not UTF-8 (as U+FFFD); a
+        // rewrite must give back the same text to it.
+        const QByteArray original =
+            "{\"a\": \"\\ud800\", \"b\": [\"x\\uDC00y\", \"\\ud83d\\ude00\"], "
+            "\"c\": \"\xef\xb7\x90 \\ufdd0\", \"d\": \"\xff!\xe2\x82\", "
+            "\"\\ud801\": 1, \"permissions\": {\"allow\": [\"Read\"]}}";
+        writeBytes(m_settings, original);
+        QVERIFY(!HooksInstaller::settingsFileProblem());
+        QCOMPARE(HooksInstaller::currentAllowPatterns(), QStringList({"Read"}));
+        QVERIFY(HooksInstaller::addAllowRule("Edit"));
+        const QByteArray text = readBytes(m_settings);
+        for (const char* kept :
+             {R"("a": "\ud800")", R"("x\udc00y")", "\"\xf0\x9f\x98\x80\"",
+              R"("c": "\ufdd0 \ufdd0")", "\"d\": \"\xef\xbf\xbd!\xef\xbf\xbd\"", R"("\ud801": 1)"})
+            QVERIFY2(text.contains(kept), text.constData());
+        QCOMPARE(HooksInstaller::currentAllowPatterns(), QStringList({"Read", "Edit"}));
+        QVERIFY(!QFileInfo::exists(m_backup));
+        QVERIFY(HooksInstaller::removeAllowRule("Edit"));
+        QVERIFY(readBytes(m_settings).contains(R"("a": "\ud800")"));
+    }
+
+    void settingsWeCannotRewriteAreLeftAlone_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("why");
+        auto nested = [](int depth, const QByteArray& inside = {}) {
+            return QByteArray(depth, '[') + inside + QByteArray(depth, ']');
+        };
+        QTest::newRow("nested 100,000 deep")
+            << "{\"permissions\": {\"allow\": [\"Read\"]}, \"x\": " + nested(100000) + "}"
+            << "nests deeper than 64 levels";
+        // 60 KB that indenting would turn into 1.8 GB.
+        QTest::newRow("60 KB, 30,000 levels") << "{\"x\": " + nested(30000) + "}"
+                                              << "nests deeper than 64 levels";
+        // Within the bound, yet many times larger once every element is indented.
+        QByteArray many = QByteArray("1,").repeated(99999) + "1";
+        QTest::newRow("200 KB that indenting makes 12 MB") << "{\"x\": " + nested(60, many) + "}"
+                                                           << "would grow";
+    }
+
+    void settingsWeCannotRewriteAreLeftAlone() {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, why);
+        writeBytes(m_settings, bytes);
+        const QString status = HooksInstaller::installIfNeeded();
+        QVERIFY2(status.startsWith(QStringLiteral("failed to write settings: ")) &&
+                     status.contains(why),
+                 qPrintable(status.left(300)));
+        QVERIFY(!HooksInstaller::isInstalled());
+        QVERIFY(!HooksInstaller::addAllowRule("Edit"));
+        QVERIFY(!HooksInstaller::removeAllowRule("Read"));
+        const auto problem = HooksInstaller::settingsFileProblem();
+        QVERIFY(problem && problem->contains(why));
+        QCOMPARE(readBytes(m_settings), bytes);
+        QVERIFY(!QFileInfo::exists(m_backup));
+        QCOMPARE(QDir(m_home->filePath(".claude")).entryList({"settings.json*"}).size(), 1);
     }
 
     void bigNumbersSurviveOrBlockTheWrite() {
@@ -349,6 +412,33 @@ private slots:
         QVERIFY(HooksInstaller::isInstalled());
         QCOMPARE(QDir(m_home->filePath("dotfiles")).entryList(QDir::Files | QDir::Hidden).size(),
                  1); // no temporary file left behind
+
+        // A link whose target is not there yet: the target is made, the link stays.
+        QFile::remove(m_settings);
+        const QString later = m_home->filePath("dotfiles/new/claude.json");
+        QVERIFY(QFile::link(later, m_settings));
+        QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
+        QVERIFY(QFileInfo(m_settings).isSymLink());
+        QVERIFY(HooksInstaller::isInstalled());
+        QVERIFY(readJson(later).contains("hooks"));
+    }
+
+    void aWriteBetweenReadAndRenameIsNotLost() {
+        // Claude Code writes the file without our lock; its write must survive ours.
+        writeBytes(m_settings, R"J({"model": "opus"})J");
+        int edits = 0;
+        const auto done =
+            SettingsFile::update(m_settings, {m_backup}, [&](const SettingsFile::Contents& before) {
+                if (++edits == 1)
+                    writeBytes(m_settings, R"J({"model": "sonnet"})J");
+                json root = before.root;
+                root["permissions"]["allow"] = {"Read"};
+                return std::optional<json>(root);
+            });
+        QCOMPARE(int(done.kind), int(SettingsFile::Outcome::Kind::written));
+        QCOMPARE(edits, 2);
+        COMPARE_JSON(readJson(m_settings),
+                     json::parse(R"J({"model": "sonnet", "permissions": {"allow": ["Read"]}})J"));
     }
 
     void commandRunsThroughShell() {

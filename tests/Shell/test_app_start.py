@@ -185,6 +185,21 @@ class AppStart(unittest.TestCase):
         self.assertEqual(exchange(stop), {"decision": "passthrough"})
         self.assertIsNone(app.poll())
 
+    def test_a_settings_file_it_cannot_rewrite_is_left_alone_with_one_line(self):
+        self.write_conf("[General]\nonboarding.completed=true\n")
+        deep = b'{"x": ' + b"[" * 100000 + b"]" * 100000 + b"}"
+        with open(self.settings, "wb") as f:
+            f.write(deep)
+        app = self.start()
+        wait_for(listening, "the hook server", app)
+        stop = {"kind": "stop", "sessionId": "s1", "cwd": "/tmp", "timestamp": 1}
+        self.assertEqual(exchange(stop), {"decision": "passthrough"})
+        lines = [line for line in self.logged(app).splitlines() if "settings.json" in line]
+        self.assertEqual(len(lines), 1, self.logged(app))
+        self.assertIn("Hollowmere: failed to write settings: ", lines[0])
+        self.assertIn("nests deeper than 64 levels", lines[0])
+        self.assertEqual(self.settings_bytes(), deep)
+
     def test_blocked_socket_is_logged_and_the_app_keeps_running(self):
         os.makedirs(os.path.join(SOCKET, "in-the-way"))
         app = self.start()

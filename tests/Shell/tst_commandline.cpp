@@ -29,8 +29,7 @@ class TestCommandLine : public QObject {
     std::unique_ptr<QTemporaryDir> m_home;
     QString m_settings;
 
-    Result run(const QStringList& args, const QString& program = {}) {
-        QProcess p;
+    QProcessEnvironment environment() const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("HOME", m_home->path());
         env.insert("XDG_CONFIG_HOME", m_home->filePath(".config")); // the preferences
@@ -38,7 +37,12 @@ class TestCommandLine : public QObject {
         env.insert("QT_QPA_PLATFORM", "xcb");
         env.insert("DISPLAY", ":97531");
         env.remove("WAYLAND_DISPLAY");
-        p.setProcessEnvironment(env);
+        return env;
+    }
+
+    Result run(const QStringList& args, const QString& program = {}) {
+        QProcess p;
+        p.setProcessEnvironment(environment());
         p.start(program.isEmpty() ? m_binDir + "/hollowmere" : program, args);
         if (!p.waitForFinished(30000))
             return {};
@@ -154,6 +158,31 @@ private slots:
         QCOMPARE(run({"hooks", "status"}).code, 0);
         QCOMPARE(run({"hooks", "ask-when", "every-tool"}).code, 0);
         QVERIFY(!readBytes(m_settings).contains("\"PermissionRequest\""));
+    }
+
+    void parallelWritersKeepEveryRule() {
+        // Eight writers at once, fifty rules each: every read-modify-write must see the last.
+        std::vector<std::unique_ptr<QProcess>> writers;
+        QStringList expected;
+        for (int w = 0; w < 8; ++w) {
+            auto& p = writers.emplace_back(std::make_unique<QProcess>());
+            p->setProcessEnvironment(environment());
+            p->start("/bin/sh", {"-c",
+                                 "for i in $(seq 1 50); do \"$0\" rules add \"Bash(w$1-$i:*)\" "
+                                 ">/dev/null || exit 1; done",
+                                 m_binDir + "/hollowmere", QString::number(w)});
+            for (int i = 1; i <= 50; ++i)
+                expected << QStringLiteral("Bash(w%1-%2:*)").arg(w).arg(i);
+        }
+        for (auto& p : writers) {
+            QVERIFY(p->waitForFinished(600000));
+            QCOMPARE(p->exitCode(), 0);
+        }
+        QStringList listed = run({"rules", "list"}).out.split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(listed.size(), 400);
+        listed.sort();
+        expected.sort();
+        QCOMPARE(listed, expected);
     }
 
     void usageErrors_data() {
