@@ -11,6 +11,7 @@
 
 #include "AllowRules.h"
 #include "ClaudeIntegration/HooksInstaller.h"
+#include "ClaudeIntegration/SettingsWatcher.h"
 #include "Platform/Sounds.h"
 
 using nlohmann::json;
@@ -336,14 +337,27 @@ void SessionStore::resolveAlways(const QString& sessionId) {
         return;
     if (auto pattern = allowPattern(s->status.prompt->event)) {
         m_env.addAllowRule(*pattern); // a failed write still counts for this run
-        if (!m_allowPatterns.contains(*pattern))
+        if (!m_allowPatterns.contains(*pattern)) {
             m_allowPatterns.append(*pattern);
+            emit allowPatternsChanged();
+        }
     }
     resolve(sessionId, HookDecision{HookDecision::Decision::approve, std::nullopt, std::nullopt});
 }
 
 void SessionStore::reloadAllowPatterns() {
-    m_allowPatterns = AllowRules::readFromSettings(m_env.settingsPath);
+    QStringList patterns = AllowRules::readFromSettings(m_env.settingsPath);
+    if (patterns == m_allowPatterns)
+        return;
+    m_allowPatterns = std::move(patterns);
+    emit allowPatternsChanged();
+}
+
+void SessionStore::watchAllowPatterns() {
+    if (m_settingsWatcher)
+        return;
+    m_settingsWatcher = new SettingsWatcher(m_env.settingsPath, this);
+    connect(m_settingsWatcher, &SettingsWatcher::changed, this, &SessionStore::reloadAllowPatterns);
 }
 
 std::vector<Session> SessionStore::pending() const {

@@ -16,6 +16,7 @@
 #include "Session.h"
 
 class QTimer;
+class SettingsWatcher;
 
 class SessionStore : public QObject {
     Q_OBJECT
@@ -55,6 +56,9 @@ public:
     void resolveAlways(const QString& sessionId);
     // permissions.allow of the settings file; empty when it cannot be read as such.
     void reloadAllowPatterns();
+    // From now on, reloads them whenever the settings file changes (`hollowmere rules add`, a
+    // hand edit, Claude Code's own writes).
+    void watchAllowPatterns();
     const QStringList& allowPatterns() const { return m_allowPatterns; }
 
     std::vector<Session> pending() const;
@@ -71,6 +75,7 @@ public:
 
 signals:
     void sessionsChanged();
+    void allowPatternsChanged();
 
 private:
     bool matchesAllowRule(const HookEvent& event) const;
@@ -92,5 +97,6 @@ private:
     Environment m_env;
     std::map<QString, Session> m_sessions;
     QStringList m_allowPatterns;
+    SettingsWatcher* m_settingsWatcher = nullptr; // owned by the store
     std::map<QString, JustFinishedClear> m_justFinishedClears;
 };

@@ -57,6 +57,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     };
     m_sessions = std::make_unique<SessionStore>(std::move(storeEnv));
     m_sessions->reloadAllowPatterns();
+    m_sessions->watchAllowPatterns();
 
     // 3. The notch controller.
     m_notchController = std::make_unique<NotchController>(m_sessions.get());

@@ -6,6 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdio>
+
 #include "StoreFixture.h"
 
 namespace {
@@ -30,6 +32,7 @@ private slots:
     void resolveAnswersOnlyWaitingSessions();
     void newerRequestReplacesPromptUnanswered();
     void reloadReadsTheSettingsFile();
+    void rulesFollowTheFile();
     void defaultsUseTheUsersSettingsFile();
 
 private:
@@ -223,6 +226,28 @@ void TestAllowRules::reloadReadsTheSettingsFile() {
     store->reloadAllowPatterns();
     QVERIFY(store->allowPatterns().isEmpty());
     QVERIFY(QDir(m_settings).removeRecursively());
+}
+
+void TestAllowRules::rulesFollowTheFile() {
+    // The running app sees `hollowmere rules add`, a hand edit and Claude Code's own writes.
+    StoreFakes fakes;
+    auto store = makeStore(fakes, m_settings);
+    store->reloadAllowPatterns();
+    store->watchAllowPatterns();
+    writeFile(m_settings, R"j({"permissions":{"allow":["Read"]}})j");
+    QTRY_COMPARE(store->allowPatterns(), QStringList{"Read"});
+
+    // Replaced by a rename, as every careful writer does.
+    const QString next = m_dir.filePath("next.json");
+    writeFile(next, R"j({"permissions":{"allow":["Read","Bash(git:*)"]}})j");
+    QVERIFY(::rename(QFile::encodeName(next).constData(),
+                     QFile::encodeName(m_settings).constData()) == 0);
+    QTRY_COMPARE(store->allowPatterns(), (QStringList{"Read", "Bash(git:*)"}));
+
+    writeFile(m_settings, R"j({"permissions":{"allow":["Edit"]}})j"); // the same file again
+    QTRY_COMPARE(store->allowPatterns(), QStringList{"Edit"});
+    QFile::remove(m_settings);
+    QTRY_VERIFY(store->allowPatterns().isEmpty());
 }
 
 void TestAllowRules::defaultsUseTheUsersSettingsFile() {

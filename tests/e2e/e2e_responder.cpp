@@ -200,6 +200,7 @@ int main(int argc, char** argv) {
 
     SessionStore store;
     store.reloadAllowPatterns();
+    store.watchAllowPatterns();
     Responder responder(&store, *policy, &log, number("--delay", 0));
     HookServer server(&store, socketPath, wait);
     try {
