@@ -2,8 +2,11 @@
 #include "AllowRules.h"
 
 #include "ClaudeIntegration/SettingsFile.h"
+#include "ShellCommand.h"
 
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
 
 using nlohmann::json;
 
@@ -14,7 +17,7 @@ const QString bashTool = QStringLiteral("Bash");
 const QString programRuleEnd = QStringLiteral(":*)");
 } // namespace
 
-std::optional<QString> bashProgram(const HookEvent& event) {
+std::optional<QStringList> bashPrograms(const HookEvent& event) {
     if (event.tool != bashTool.toStdString() || !event.toolInput)
         return std::nullopt;
     json input = json::parse(*event.toolInput, nullptr, /*allow_exceptions=*/false);
@@ -23,42 +26,39 @@ std::optional<QString> bashProgram(const HookEvent& event) {
     auto command = input.find("command");
     if (command == input.end() || !command->is_string())
         return std::nullopt;
-    // Only the space character separates words here; tabs stay part of a word, as in Claude
-    // Code's own prefix rules.
-    const QStringList words =
-        QString::fromStdString(command->get<std::string>()).split(u' ', Qt::SkipEmptyParts);
-    if (words.isEmpty())
-        return std::nullopt;
-    return words.first();
+    return ShellCommand::programs(QString::fromStdString(command->get<std::string>()));
 }
 
 bool matches(const QStringList& patterns, const HookEvent& event) {
     if (!event.tool)
         return false;
     const QString tool = QString::fromStdString(*event.tool);
+    if (patterns.contains(tool))
+        return true; // the bare tool rule: everything, as the user asked
+    if (tool != bashTool)
+        return false;
     const QString ruleStart = tool + u'(';
-    std::optional<std::optional<QString>> program; // computed once, on demand
+    QStringList allowed;
     for (const QString& rule : patterns) {
-        if (rule == tool)
-            return true;
-        if (tool != bashTool || !rule.startsWith(ruleStart) || !rule.endsWith(programRuleEnd) ||
-            rule.size() < ruleStart.size() + programRuleEnd.size())
-            continue;
-        if (!program)
-            program = bashProgram(event);
-        const QString ruleProgram =
-            rule.mid(ruleStart.size(), rule.size() - ruleStart.size() - programRuleEnd.size());
-        if (*program && **program == ruleProgram)
-            return true;
+        if (rule.startsWith(ruleStart) && rule.endsWith(programRuleEnd) &&
+            rule.size() >= ruleStart.size() + programRuleEnd.size()) {
+            allowed << rule.mid(ruleStart.size(),
+                                rule.size() - ruleStart.size() - programRuleEnd.size());
+        }
     }
-    return false;
+    if (allowed.isEmpty())
+        return false;
+    const auto programs = bashPrograms(event);
+    return programs && std::all_of(programs->begin(), programs->end(),
+                                   [&](const QString& p) { return allowed.contains(p); });
 }
 
 std::optional<QString> patternFor(const HookEvent& event) {
-    auto program = bashProgram(event);
-    if (!program)
+    // A rule is only made for one simple command: it would never cover a compound one.
+    const auto programs = bashPrograms(event);
+    if (!programs || programs->size() != 1)
         return std::nullopt;
-    return bashTool + u'(' + *program + programRuleEnd;
+    return bashTool + u'(' + programs->first() + programRuleEnd;
 }
 
 QStringList readFromSettings(const QString& settingsPath) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The two rule forms of Claude Code's permission allow list that Hollowmere understands: a bare
-// tool name ("Read") and a Bash program prefix ("Bash(git:*)"). Anything else never matches.
+// tool name ("Read"), which matches every request for the tool, and a Bash program prefix
+// ("Bash(git:*)"), which matches a command whose every simple command runs an allowed program
+// (see ShellCommand). Anything else never matches.
 #pragma once
 
 #include <QString>
@@ -12,13 +14,14 @@
 
 namespace AllowRules {
 
-// The first word of a Bash request's command, split on spaces with empty pieces dropped; absent
-// for other tools or when the input is not a JSON object with a non-empty string "command".
-std::optional<QString> bashProgram(const HookEvent& event);
+// The programs of a Bash request's command (ShellCommand::programs); absent for other tools,
+// when the input is not a JSON object with a string "command", or when no rule may cover it.
+std::optional<QStringList> bashPrograms(const HookEvent& event);
 
 bool matches(const QStringList& patterns, const HookEvent& event);
 
-// The rule "Always" adds for this request: "Bash(program:*)" for a Bash command, else absent.
+// The rule "Always" adds for this request: "Bash(program:*)" for a Bash command that is one
+// simple command, else absent (then "Always" approves once).
 std::optional<QString> patternFor(const HookEvent& event);
 
 // `permissions.allow` of a Claude Code settings file; empty when the file is missing, is not JSON,
