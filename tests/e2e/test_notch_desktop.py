@@ -121,6 +121,10 @@ class NotchDesktopTest(E2ECase):
         card = self.app.showing(lambda c: c.name.startswith("Permission requested"))
         self.assertIsNotNone(card, self.app.controls())
         self.desk.click_at(card.x + card.width - 30, card.y + 12)
+        # The window manager hands the panel the focus after the click: a key sent before that
+        # would go to whatever still has it.
+        app_active = lambda: self.desk.window_pid(self.desk.active_window()) == self.app.process.pid
+        self.assertTrue(wait_until(app_active, LONG))
         self.desk.key("a")
         self.assertTrue(wait_until(lambda: self.project_file("keyed.txt"), LONG), screen())
 
