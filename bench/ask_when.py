@@ -18,12 +18,12 @@ import statistics
 import subprocess
 import sys
 import tempfile
-import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(HERE)
 sys.path.insert(0, os.path.join(SOURCE, "tests", "e2e"))
 import claude_env  # noqa: E402
+from test_claude_code import Responder  # noqa: E402
 
 READS, WRITES = 18, 2
 
@@ -63,19 +63,11 @@ def session(build, root, project, mode, delay_ms):
         if name.startswith("written"):
             os.remove(os.path.join(project, name))
     responder = None
-    log = os.path.join(home, "app.jsonl")
     if mode and mode != NOOP:
         hollowmere(build, home, "hooks", "install")
         hollowmere(build, home, "hooks", "ask-when", mode)
-        responder = subprocess.Popen(
-            [os.path.join(build, "tests", "e2e_responder"), "--policy", "approve", "--log", log,
-             "--delay", str(delay_ms)], env=dict(os.environ, HOME=home),
-            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        deadline = time.monotonic() + 30
-        while not (os.path.exists(log) and "ready" in open(log, encoding="utf-8").read()):
-            if time.monotonic() > deadline:
-                raise RuntimeError("e2e_responder did not start")
-            time.sleep(0.02)
+        responder = Responder(home, "approve", os.path.join(home, "app.jsonl"), delay_ms=delay_ms,
+                              program=os.path.join(build, "tests", "e2e_responder"), quiet=True)
     try:
         workdir = tempfile.mkdtemp(dir=root)
         with claude_env.StandIn(script(project), workdir) as api:
@@ -86,12 +78,8 @@ def session(build, root, project, mode, delay_ms):
             ran = sum(1 for r in api.tool_results() if not r["is_error"])
     finally:
         if responder:
-            responder.terminate()
-            responder.wait(timeout=10)
-    prompts = 0
-    if mode and mode != NOOP:
-        with open(log, encoding="utf-8") as f:
-            prompts = sum(1 for line in f if json.loads(line)["type"] == "prompt")
+            responder.stop()
+    prompts = len(responder.lines("prompt")) if responder else 0
     return run.elapsed, prompts, ran
 
 

@@ -163,18 +163,10 @@ void TestTerminalFocus::labelsAndIcons_data() {
     QTest::newRow("none") << std::optional<QString>() << std::optional<QString>()
                           << "rectangle.dashed";
     const std::tuple<const char*, const char*, QString> rows[] = {
+        // A few of the table's rows, an editor's icon, a Linux terminal, and an unknown id.
         {"com.googlecode.iterm2", "iTerm", term},
-        {"com.apple.Terminal", "Terminal", term},
-        {"com.mitchellh.ghostty", "Ghostty", term},
-        {"com.github.wez.wezterm", "WezTerm", term},
-        {"io.alacritty", "Alacritty", term},
-        {"net.kovidgoyal.kitty", "Kitty", term},
-        {"dev.warp.Warp-Stable", "Warp", term},
-        {"com.microsoft.VSCode", "VSCode", code},
         {"com.todesktop.230313mzl4w4u92", "Cursor", code},
-        {"org.kde.konsole", "Konsole", term},
         {"net.invisible_island.xterm", "XTerm", term},
-        {"com.visualstudio.code", "VSCode", code},
         {"com.example.unknown", "Terminal", term},
     };
     for (const auto& [id, label, icon] : rows)

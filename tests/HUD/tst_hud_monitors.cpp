@@ -20,7 +20,6 @@ private slots:
     void suppressorInstallsOnceAndSwallowsOurKeys();
     void suppressorWithoutTrustOnlyLogs();
     void volumeKeysWriteClampedStepsToTheDefaultDevice();
-    void volumeReadsFallBackToTheFirstChannel();
     void volumeFollowsTheDefaultDevice();
     void volumeWithoutDeviceDoesNothing();
     void brightnessPollsAboveTheNoiseFloor();
@@ -141,22 +140,12 @@ void TestHUDMonitors::volumeKeysWriteClampedStepsToTheDefaultDevice() {
     QCOMPARE(o->muteWrites.back(), std::make_pair(5u, false));
 }
 
-void TestHUDMonitors::volumeReadsFallBackToTheFirstChannel() {
-    auto out = std::make_unique<FakeAudioOutput>();
-    out->defaultId = 2;
-    out->devices[2] = {std::nullopt, 0.4f, true};
-    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
-    VolumeMonitor m(std::move(out), &keys);
-    QCOMPARE(m.volume(), 0.4f);
-    QVERIFY(m.isMuted());
-}
-
 void TestHUDMonitors::volumeFollowsTheDefaultDevice() {
     auto out = std::make_unique<FakeAudioOutput>();
     FakeAudioOutput* o = out.get();
     o->defaultId = 1;
     o->devices[1] = {0.25f, 0.25f, false};
-    o->devices[2] = {0.75f, 0.75f, true};
+    o->devices[2] = {std::nullopt, 0.75f, true}; // no main volume: the first channel's
     SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
     VolumeMonitor m(std::move(out), &keys);
     m.start();

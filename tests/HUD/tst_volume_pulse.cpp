@@ -3,7 +3,6 @@
 #include "../support/LoopGaps.h"
 #include "Daemons.h"
 #include "Fakes.h"
-#include "HUD/HUDRules.h"
 #include "HUD/MediaKeys.h"
 #include "HUD/SystemHUDSuppressor.h"
 #include "HUD/VolumeMonitor.h"
@@ -87,30 +86,20 @@ void TestVolumePulse::keysStepClampAndMute() {
     QTRY_VERIFY_WITH_TIMEOUT(qAbs(volume.volume() - 0.97f) < 0.0001f, Daemons::readyWaitMs);
     QVERIFY(!volume.isMuted());
 
+    // The step and clamp rules are VolumeMonitor's (tst_hud_monitors): here, that they reach
+    // the sink and that others' changes come back.
     keys.handle(press(MediaKeys::soundUpCode));
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 1.0f, Daemons::readyWaitMs);
     QCOMPARE(rawVolume("alpha"), 65536);
-    keys.handle(press(MediaKeys::soundUpCode));
-    QCOMPARE(rawVolume("alpha"), 65536);
-    keys.handle(press(MediaKeys::soundDownCode));
-    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.9375f, Daemons::readyWaitMs);
-
-    // Changes made by others are mirrored.
-    pactl({"set-sink-volume", "alpha", "2048"});
-    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.03125f, Daemons::readyWaitMs);
-    keys.handle(press(MediaKeys::soundDownCode));
-    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.0f, Daemons::readyWaitMs);
-    QCOMPARE(rawVolume("alpha"), 0);
     pactl({"set-sink-volume", "alpha", "32768"});
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.5f, Daemons::readyWaitMs);
+    keys.handle(press(MediaKeys::soundDownCode));
+    QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.4375f, Daemons::readyWaitMs);
+    QCOMPARE(rawVolume("alpha"), 28672);
 
     keys.handle(press(MediaKeys::muteCode));
     QTRY_VERIFY_WITH_TIMEOUT(volume.isMuted(), Daemons::readyWaitMs);
     QVERIFY(pactl({"get-sink-mute", "alpha"}).contains("yes"));
-    const auto kind = HUDKind::volume();
-    QCOMPARE(HUDRules::label(kind, HUDRules::barValue(kind, volume.volume(), volume.isMuted(), 0)),
-             QString("0%"));
-    QCOMPARE(volume.volume(), 0.5f);
     keys.handle(press(MediaKeys::muteCode));
     QTRY_VERIFY_WITH_TIMEOUT(!volume.isMuted(), Daemons::readyWaitMs);
 }
@@ -127,10 +116,6 @@ void TestVolumePulse::aboveFullKeepsItsLevel() {
     keys.handle(press(MediaKeys::soundDownCode));
     QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 1.4375f, Daemons::readyWaitMs);
     QCOMPARE(rawVolume("alpha"), 94208);
-    const auto kind = HUDKind::volume();
-    QCOMPARE(HUDRules::barValue(kind, volume.volume(), false, 0), 1.0f);
-    QCOMPARE(HUDRules::label(kind, HUDRules::level(kind, volume.volume(), false, 0)),
-             QString("144%"));
 }
 
 void TestVolumePulse::aStoppedServerFreezesNothing() {

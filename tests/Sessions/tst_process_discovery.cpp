@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <unistd.h>
@@ -117,52 +118,41 @@ private slots:
         QCOMPARE(table.currentDirectory(absentPid), std::nullopt);
     }
 
-    void claudeInKnownTerminal() {
-        QString cwd = workDir("kitty-session");
-        qint64 terminal = startTree("kitty", 2, path("claude"), cwd);
-        QTRY_VERIFY(claudeIn(cwd));
-        auto claude = *claudeIn(cwd);
-        QCOMPARE(claude.terminalBundleId, std::optional<std::string>("net.kovidgoyal.kitty"));
-        QCOMPARE(claude.terminalPid, std::optional<int32_t>(int32_t(terminal)));
-        QVERIFY(ClaudeProcesses::runningClaudeCwds().count(cwd.toStdString()));
-
-        auto match = ClaudeProcesses::detectTerminal(claude.pid);
-        QCOMPARE(match.bundleId, claude.terminalBundleId);
-        QCOMPARE(match.pid, claude.terminalPid);
-        QCOMPARE(ClaudeProcesses::detectTerminal(absentPid).pid, std::nullopt);
-    }
-
-    void claudeInUnknownTerminal() {
-        QString cwd = workDir("unknown-terminal");
-        startTree("myterm", 1, path("claude"), cwd);
-        QTRY_VERIFY(claudeIn(cwd));
-        QCOMPARE(claudeIn(cwd)->terminalBundleId, std::nullopt);
-        QCOMPARE(claudeIn(cwd)->terminalPid, std::nullopt);
-    }
-
-    void longTerminalNameIsNotCut() {
-        // The kernel keeps 15 bytes of a name: "gnome-terminal-" must still be recognised.
-        QString cwd = workDir("gnome");
-        qint64 terminal = startTree("gnome-terminal-server", 1, path("claude"), cwd);
-        QTRY_VERIFY(claudeIn(cwd));
-        QCOMPARE(claudeIn(cwd)->terminalBundleId, std::optional<std::string>("org.gnome.Terminal"));
-        QCOMPARE(claudeIn(cwd)->terminalPid, std::optional<int32_t>(int32_t(terminal)));
-        QCOMPARE(ProcessTable::system().name(int32_t(terminal)),
+    void terminalAboveClaude() {
+        // Each tree: a terminal, `levels` shells, then claude. A name the kernel cut to 15 bytes
+        // ("gnome-terminal-") is still known, and the 10th ancestor is the last one looked at.
+        const struct {
+            const char* terminal;
+            int levels;
+            std::optional<std::string> bundleId;
+        } trees[] = {
+            {"kitty", 2, "net.kovidgoyal.kitty"},
+            {"myterm", 1, std::nullopt},
+            {"gnome-terminal-server", 1, "org.gnome.Terminal"},
+            {"ghostty", 9, "com.mitchellh.ghostty"},
+            {"ghostty", 10, std::nullopt},
+        };
+        std::vector<std::pair<QString, qint64>> started;
+        for (const auto& t : trees) {
+            const QString cwd = workDir(QString("tree-%1").arg(started.size()));
+            started.emplace_back(cwd, startTree(t.terminal, t.levels, path("claude"), cwd));
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(std::all_of(started.begin(), started.end(),
+                                             [](const auto& s) { return bool(claudeIn(s.first)); }),
+                                 30000);
+        for (std::size_t i = 0; i < started.size(); ++i) {
+            const auto claude = *claudeIn(started[i].first);
+            QCOMPARE(claude.terminalBundleId, trees[i].bundleId);
+            QCOMPARE(claude.terminalPid,
+                     trees[i].bundleId ? std::optional<int32_t>(started[i].second) : std::nullopt);
+            QVERIFY(ClaudeProcesses::runningClaudeCwds().count(started[i].first.toStdString()));
+            const auto match = ClaudeProcesses::detectTerminal(claude.pid);
+            QCOMPARE(match.bundleId, claude.terminalBundleId);
+            QCOMPARE(match.pid, claude.terminalPid);
+        }
+        QCOMPARE(ProcessTable::system().name(int32_t(started[2].second)),
                  std::optional<std::string>("gnome-terminal-server"));
-    }
-
-    void ancestorLimit() {
-        // The terminal as the 10th ancestor is found, as the 11th it is not.
-        QString tenth = workDir("tenth");
-        QString eleventh = workDir("eleventh");
-        qint64 found = startTree("ghostty", 9, path("claude"), tenth);
-        startTree("ghostty", 10, path("claude"), eleventh);
-        QTRY_VERIFY(claudeIn(tenth) && claudeIn(eleventh));
-        QCOMPARE(claudeIn(tenth)->terminalBundleId,
-                 std::optional<std::string>("com.mitchellh.ghostty"));
-        QCOMPARE(claudeIn(tenth)->terminalPid, std::optional<int32_t>(int32_t(found)));
-        QCOMPARE(claudeIn(eleventh)->terminalBundleId, std::nullopt);
-        QCOMPARE(claudeIn(eleventh)->terminalPid, std::nullopt);
+        QCOMPARE(ClaudeProcesses::detectTerminal(absentPid).pid, std::nullopt);
     }
 
     void claudeByExecutableOrEntryScript() {

@@ -16,19 +16,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "../support/Files.h"
+
 namespace {
-
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
 
 // Only the machine's facts the test cannot own; every file operation is the real one.
 SettingsModel::Environment machine() {
@@ -67,7 +57,7 @@ private slots:
     void installUninstallAndRestore() {
         const QByteArray original = "{\"hooks\": {\"Stop\": [{\"hooks\": [{\"type\": "
                                     "\"command\", \"command\": \"mine\"}]}]}, \"theme\": \"dark\"}";
-        write(m_settings, original);
+        writeBytes(m_settings, original);
         SettingsModel model(m_store.get(), nullptr, machine());
         QVERIFY(!model.hooksInstalled());
         QCOMPARE(model.hookStatusText(),
@@ -81,44 +71,29 @@ private slots:
         QCOMPARE(model.problemText(), QString());
 
         // Uninstall asks first; Cancel changes nothing.
-        const QByteArray installed = readAll(m_settings);
+        const QByteArray installed = readBytes(m_settings);
         model.requestUninstall();
         QVERIFY(model.confirming());
-        QCOMPARE(model.confirmTitle(),
-                 QStringLiteral("Uninstall Hollowmere hooks from Claude Code?"));
-        QCOMPARE(model.confirmMessage(), QStringLiteral("Claude Code will stop talking to "
-                                                        "Hollowmere. Your other hooks are left "
-                                                        "untouched."));
         QCOMPARE(model.confirmLabel(), QStringLiteral("Uninstall"));
         model.cancelConfirmation();
         QVERIFY(!model.confirming());
-        QCOMPARE(readAll(m_settings), installed);
+        QCOMPARE(readBytes(m_settings), installed);
         model.requestUninstall();
         model.confirm();
         QVERIFY(!model.hooksInstalled());
-        QVERIFY(readAll(m_settings).contains("mine"));
-
-        // Uninstalling again: nothing managed is left, the file stays as it is.
-        const QByteArray uninstalled = readAll(m_settings);
-        model.requestUninstall();
-        model.confirm();
-        QCOMPARE(readAll(m_settings), uninstalled);
-        QVERIFY(!model.hooksInstalled());
+        QVERIFY(readBytes(m_settings).contains("mine"));
 
         model.requestRestore();
-        QCOMPARE(model.confirmTitle(), QStringLiteral("Restore Claude Code settings from backup?"));
-        QCOMPARE(model.confirmMessage(),
-                 QStringLiteral("Your current ~/.claude/settings.json will be overwritten. The "
-                                "backup file will be removed."));
         QCOMPARE(model.confirmLabel(), QStringLiteral("Restore"));
         model.confirm();
-        QCOMPARE(readAll(m_settings), original);
+        QCOMPARE(readBytes(m_settings), original);
         QVERIFY(!model.backupExists()); // the restore item goes with the backup
     }
 
     // One Revoke per row, one occurrence per click; the store stops approving at once.
     void revokeRemovesOneOccurrence() {
-        write(m_settings, R"json({"permissions": {"allow": ["Read", "Bash(git:*)", "Read"]}})json");
+        writeBytes(m_settings,
+                   R"json({"permissions": {"allow": ["Read", "Bash(git:*)", "Read"]}})json");
         m_store->reloadAllowPatterns();
         SettingsModel model(m_store.get(), nullptr, machine());
         QCOMPARE(model.allowPatterns(), QStringList({"Read", "Bash(git:*)", "Read"}));
@@ -133,23 +108,20 @@ private slots:
         QCOMPARE(m_store->allowPatterns(), QStringList({"Bash(git:*)"}));
         model.revoke(0);
         QVERIFY(model.allowPatterns().isEmpty());
-        QCOMPARE(model.texts().value("noRules").toString(),
-                 QStringLiteral("No allowed rules — they'll show up here once you tap Always on "
-                                "a permission prompt."));
     }
 
     // A file the installer will not rewrite: the tab says why, from the start, and the file is
     // left as it is.
     void refusedInstallIsShown() {
         const QByteArray bytes = "{\"n\": 123456789012345678901234567890}";
-        write(m_settings, bytes);
+        writeBytes(m_settings, bytes);
         SettingsModel model(m_store.get(), nullptr, machine());
         QVERIFY2(model.problemText().contains("123456789012345678901234567890"),
                  qPrintable(model.problemText())); // said before anything is tried
         model.installHooks();
         QVERIFY(!model.hooksInstalled());
         QVERIFY(model.problemText().contains("123456789012345678901234567890"));
-        QCOMPARE(readAll(m_settings), bytes);
+        QCOMPARE(readBytes(m_settings), bytes);
     }
 
     void generalTab() {

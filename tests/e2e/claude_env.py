@@ -11,18 +11,13 @@ As a module (tests/e2e/test_claude_code.py uses it):
 
 As a command (for tests in other languages; run it inside tests/support/isolated.sh):
     claude_env.py prepare-home HOME [CWD...]
-    claude_env.py run --home HOME --cwd CWD --script SCRIPT.json [--log REQUESTS.jsonl]
-                      [--timeout S] PROMPT
-The run verb prepares HOME for CWD first when it has no .claude.json yet. It prints Claude Code's JSON result on standard output and exits with its status.
 """
 
-import argparse
 import json
 import os
 import re
 import subprocess
 import sys
-import tempfile
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -214,38 +209,7 @@ def run_claude(home, cwd, port, prompt, timeout=120, extra_env=None, args=()):
                          time.monotonic() - start)
 
 
-def main():
-    parser = argparse.ArgumentParser(description="Run the real Claude Code offline.")
-    verbs = parser.add_subparsers(dest="verb", required=True)
-    home_verb = verbs.add_parser("prepare-home")
-    home_verb.add_argument("home")
-    home_verb.add_argument("cwds", nargs="*")
-    run_verb = verbs.add_parser("run")
-    run_verb.add_argument("--home", required=True)
-    run_verb.add_argument("--cwd", required=True)
-    run_verb.add_argument("--script", required=True)
-    run_verb.add_argument("--log")
-    run_verb.add_argument("--timeout", type=float, default=120)
-    run_verb.add_argument("prompt")
-    args = parser.parse_args()
-
-    if args.verb == "prepare-home":
-        prepare_home(args.home, args.cwds)
-        return 0
-    if not os.path.exists(os.path.join(args.home, ".claude.json")):
-        prepare_home(args.home, [args.cwd])
-    with open(args.script, encoding="utf-8") as f:
-        script = json.load(f)
-    with tempfile.TemporaryDirectory(prefix="standin-") as workdir, StandIn(script, workdir) as api:
-        run = run_claude(args.home, args.cwd, api.port, args.prompt, timeout=args.timeout)
-        if args.log:
-            with open(args.log, "a", encoding="utf-8") as f:
-                for request in api.requests():
-                    f.write(json.dumps(request) + "\n")
-    sys.stdout.write(run.stdout)
-    sys.stderr.write(run.stderr)
-    return run.returncode
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    if sys.argv[1:2] != ["prepare-home"] or len(sys.argv) < 3:
+        sys.exit("usage: claude_env.py prepare-home HOME [CWD...]")
+    prepare_home(sys.argv[2], sys.argv[3:])

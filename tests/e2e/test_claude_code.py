@@ -48,13 +48,17 @@ def wait_until(predicate, timeout=30.0, interval=0.05):
 class Responder:
     """e2e_responder as a child: the app's store and server answering by one policy."""
 
-    def __init__(self, home, policy, log_path, wait_ms=None):
+    def __init__(self, home, policy, log_path, wait_ms=None, delay_ms=None, program=RESPONDER,
+                 quiet=False):
         self.log_path = log_path
         env = dict(os.environ, HOME=home)
-        command = [RESPONDER, "--policy", policy, "--log", log_path]
+        command = [program, "--policy", policy, "--log", log_path]
         if wait_ms is not None:
             command += ["--wait", str(wait_ms)]
-        self.process = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL)
+        if delay_ms is not None:
+            command += ["--delay", str(delay_ms)]
+        self.process = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL if quiet else None)
         if not wait_until(lambda: self.lines("ready") or self.process.poll() is not None):
             raise RuntimeError("e2e_responder did not start")
         if self.process.poll() is not None:
@@ -169,6 +173,17 @@ class E2ECase(unittest.TestCase):
             self.assertEqual(claude_env.hook_errors(home or self.home, self.project,
                                                     run.result["session_id"]), [])
             return run, api.tool_results()
+
+    def assert_as_without_hooks(self, runs, script):
+        """Each (run, tool results) came out as the same script does in a home without hooks."""
+        plain_home = self.make_home("plain-home", install_hooks=False)
+        plain, plain_results = self.run_claude(script, home=plain_home)
+        for run, results in runs:
+            self.assertEqual(run.result["result"], plain.result["result"])
+            self.assertEqual(run.denied_tools(), plain.denied_tools())
+            self.assertEqual([(r["is_error"], r["text"]) for r in results],
+                             [(r["is_error"], r["text"]) for r in plain_results])
+        return plain
 
     def start_interactive_claude(self, api, prompt):
         """Claude Code in tmux, asking in its terminal as a user would see it. Returns the tmux
@@ -315,23 +330,20 @@ class ClaudeCodeTest(E2ECase):
         self.assertNotIn("User denied", results[0]["text"])
         # The prompt waited unanswered until Claude Code moved on; its stop then ended the wait.
         self.assertEqual(len(app.lines("prompt")), 1)
-        session = self.assert_finished_in_store(run)
-        self.assertEqual(app.events(run.result["session_id"]),
-                         [("permissionRequest", "Bash"), ("stop", "")])
-        # The hook found its claude process by walking up from itself.
-        self.assertEqual(session.get("claudePid"), run.pid)
+        self.assert_finished_in_store(run)
 
     def test_no_answer_lets_the_terminal_ask(self):
         """Interactively, passthrough means Claude Code shows its own question in the terminal
-        (and says so through the Notification hook); answering there runs the tool."""
-        app = self.start_app("none")
+        (and says so through the Notification hook); answering there runs the tool. The
+        server's wait is shortened here: the case above waits out the real one."""
+        app = self.start_app("none", wait_ms=3000)
         workdir = tempfile.mkdtemp(prefix="standin-", dir=self.root)
         with claude_env.StandIn(ONE_TOUCH, workdir) as api:
             start = time.monotonic()
             tmux, screen = self.start_interactive_claude(api, "Please do the task.")
             self.assertTrue(wait_until(lambda: "Do you want to proceed?" in screen(), 90),
                             screen())
-            self.assertGreaterEqual(time.monotonic() - start, PASSTHROUGH_AFTER)
+            self.assertGreaterEqual(time.monotonic() - start, 3)
             self.assertEqual(len(app.lines("prompt")), 1, app.lines())
             session_id = app.lines("prompt")[0]["session"]["sessionId"]
             self.assertTrue(wait_until(
@@ -350,7 +362,6 @@ class ClaudeCodeTest(E2ECase):
             self.assertEqual(claude_env.hook_errors(self.home, self.project, session_id), [])
 
     def test_an_app_that_dies_mid_prompt_leaves_claude_code_as_without_hooks(self):
-        plain_home = self.make_home("plain-home", install_hooks=False)
         app = self.start_app("crash")
         crashed, crashed_results = self.run_claude(ONE_TOUCH)
         self.assertTrue(wait_until(lambda: app.process.poll() is not None))
@@ -358,19 +369,13 @@ class ClaudeCodeTest(E2ECase):
         self.assertTrue(os.path.exists(SOCKET), "the dead app's socket file should remain")
         # Nobody listens on the stale socket file now.
         stale, stale_results = self.run_claude(ONE_TOUCH)
-        plain, plain_results = self.run_claude(ONE_TOUCH, home=plain_home)
-
-        for run, results in ((crashed, crashed_results), (stale, stale_results)):
-            self.assertEqual(run.result["result"], plain.result["result"])
-            self.assertEqual(run.denied_tools(), plain.denied_tools())
-            self.assertEqual([(r["is_error"], r["text"]) for r in results],
-                             [(r["is_error"], r["text"]) for r in plain_results])
+        self.assert_as_without_hooks([(crashed, crashed_results), (stale, stale_results)],
+                                     ONE_TOUCH)
         self.assertFalse(self.project_file("done.txt"))
         # The hook saw the connection close; it did not sit out the server's wait.
         self.assertLess(crashed.elapsed, PASSTHROUGH_AFTER, crashed.describe())
 
     def test_without_the_app_claude_code_behaves_as_without_hooks(self):
-        plain_home = self.make_home("plain-home", install_hooks=False)
         scripts = {
             "deny": ONE_TOUCH,
             "read": [[{"type": "tool_use", "name": "Read",
@@ -382,12 +387,7 @@ class ClaudeCodeTest(E2ECase):
         for name, script in scripts.items():
             with self.subTest(name):
                 hooked, hooked_results = self.run_claude(script)
-                plain, plain_results = self.run_claude(script, home=plain_home)
-                self.assertEqual(hooked.result["result"], plain.result["result"])
-                self.assertEqual(hooked.result["num_turns"], plain.result["num_turns"])
-                self.assertEqual(hooked.denied_tools(), plain.denied_tools())
-                self.assertEqual([(r["is_error"], r["text"]) for r in hooked_results],
-                                 [(r["is_error"], r["text"]) for r in plain_results])
+                self.assert_as_without_hooks([(hooked, hooked_results)], script)
                 self.assertFalse(self.project_file("done.txt"))
                 # The hook did run, and Claude Code saw no error from it.
                 stops = [line for line in claude_env.transcript_lines(
@@ -423,11 +423,8 @@ class ClaudeAsksTest(E2ECase):
             f.write("nothing to see\n")
         choice = self.hollowmere(self.home, "hooks", "ask-when", "claude-asks")
         self.assertEqual(choice.returncode, 0, choice.stdout + choice.stderr)
-        self.assertEqual(self.hollowmere(self.home, "hooks", "ask-when").stdout, "claude-asks\n")
-        self.assertEqual(self.hollowmere(self.home, "hooks", "status").returncode, 0)
         # Moved at once: the user's entry first and unchanged, nothing of ours before the tool.
-        permission = self.settings()["hooks"]["PermissionRequest"]
-        self.assertEqual(permission[0], user_entry)
+        self.assertEqual(self.settings()["hooks"]["PermissionRequest"][0], user_entry)
         self.assertEqual(self.hook_commands("PermissionRequest"), [USER_HOOK, HOOK])
         self.assertNotIn("PreToolUse", self.settings()["hooks"])
 
@@ -473,10 +470,6 @@ class ClaudeAsksTest(E2ECase):
         self.assertEqual(len(app.lines("prompt")), 1)
 
     def test_claude_asks_no_answer_or_no_app_leaves_it_to_claude_code(self):
-        plain_home = self.make_home("plain-home", install_hooks=False)
-        plain, plain_results = self.run_claude(self.script(), home=plain_home)
-        self.assertEqual(plain.denied_tools(), ["Bash"])
-
         # Nobody answers: after the (shortened) wait, Claude Code refuses by itself.
         app = self.start_app("none", wait_ms=2000)
         unanswered, unanswered_results = self.run_claude(self.script())
@@ -486,12 +479,10 @@ class ClaudeAsksTest(E2ECase):
         os.remove(SOCKET)  # a terminated app leaves it; no app at all is the case here
         alone, alone_results = self.run_claude(self.script())
 
-        for run, results in ((unanswered, unanswered_results), (alone, alone_results)):
-            self.assertFalse(self.project_file("written.txt"))
-            self.assertEqual(run.denied_tools(), plain.denied_tools())
-            self.assertEqual([(r["is_error"], r["text"]) for r in results],
-                             [(r["is_error"], r["text"]) for r in plain_results])
-            self.assertNotIn("User denied", results[1]["text"])
+        plain = self.assert_as_without_hooks(
+            [(unanswered, unanswered_results), (alone, alone_results)], self.script())
+        self.assertEqual(plain.denied_tools(), ["Bash"])
+        self.assertFalse(self.project_file("written.txt"))
 
     def test_switching_back_to_every_tool_brings_the_read_to_the_app(self):
         choice = self.hollowmere(self.home, "hooks", "ask-when", "every-tool")
