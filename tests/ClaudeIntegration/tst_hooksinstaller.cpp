@@ -14,6 +14,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "../support/Files.h"
+
 #include <sys/stat.h>
 
 using nlohmann::json;
@@ -27,18 +29,6 @@ using nlohmann::json;
     } while (false)
 
 namespace {
-
-QByteArray readBytes(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void writeBytes(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(bytes);
-}
 
 json readJson(const QString& path) {
     return json::parse(readBytes(path).toStdString());
@@ -231,6 +221,8 @@ private slots:
         writeBytes(m_settings, original);
         QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
         QVERIFY(HooksInstaller::addAllowRule("Read"));
+        QVERIFY(HooksInstaller::uninstall());
+        QVERIFY(HooksInstaller::installIfNeeded().startsWith(QStringLiteral("installed")));
         QCOMPARE(readBytes(m_backup), original); // the one-time backup is never overwritten
 
         QVERIFY(HooksInstaller::restoreBackup());

@@ -246,6 +246,9 @@ void TestTerminalFocus::macJumpPaths() {
     t.iTermSessionId = "w0t0p0:\"X\"";
     QCOMPARE(focus.jump(t), O::iTerm);
     QVERIFY(mac.scripts.last().contains("is \"w0t0p0:X\" then"));
+    t.iTermSessionId.reset(); // no session to name: the running application instead
+    QCOMPARE(focus.jump(t), O::beep);
+    mac.log.clear();
 
     t = target(100, QString(appleTerminalBundleId));
     QCOMPARE(focus.jump(t), O::appleTerminal);

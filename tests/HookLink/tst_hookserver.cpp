@@ -39,6 +39,13 @@ std::string line(const HookEvent& e) {
 
 const std::string passthrough = "{\"decision\":\"passthrough\"}\n";
 
+// Sends one request and returns what came back, the store answering meanwhile.
+std::string answerTo(const std::string& path, const std::string& request) {
+    auto reply = exchangeAsync(path, request);
+    (void)QTest::qWaitFor([&] { return isReady(reply); }, 30000);
+    return isReady(reply) ? reply.get().received : "(no answer)";
+}
+
 } // namespace
 
 class TestHookServer : public QObject {
@@ -65,6 +72,16 @@ private slots:
     void defaultPathIsTheSharedSocket();
 
 private:
+    // A store and a started server on one socket.
+    struct Served {
+        std::unique_ptr<SessionStore> store;
+        std::string path;
+        HookServer server;
+        Served(StoreFakes& fakes, std::string at, std::chrono::milliseconds wait)
+            : store(makeStore(fakes)), path(std::move(at)), server(store.get(), path, wait) {
+            server.start();
+        }
+    };
     std::string socketIn(const char* name) { return m_dir->filePath(name).toStdString(); }
     std::unique_ptr<QTemporaryDir> m_dir;
     StoreFakes m_fakes;
@@ -82,17 +99,13 @@ void TestHookServer::init() {
 }
 
 void TestHookServer::answersEveryDecodedEvent() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     QVERIFY(logged("Hollowmere: hook server listening on " + QString::fromStdString(path)));
 
     for (Kind kind : {Kind::stop, Kind::notification}) {
         const HookEvent event = hookEvent(kind, "s1");
-        auto reply = exchangeAsync(path, line(event));
-        QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
-        QCOMPARE(reply.get().received, passthrough);
+        QCOMPARE(answerTo(path, line(event)), passthrough);
     }
     QVERIFY(store->session("s1"));
     QCOMPARE(store->session("s1")->history.size(), size_t(2));
@@ -137,10 +150,8 @@ void TestHookServer::badInputIsClosedUnanswered_data() {
 void TestHookServer::badInputIsClosedUnanswered() {
     QFETCH(QByteArray, request);
     QFETCH(QString, why);
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     auto reply = exchangeAsync(path, request.toStdString(), AfterWrite::shutDownWriting);
     QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
     const HookReply r = reply.get();
@@ -158,10 +169,8 @@ void TestHookServer::badInputIsClosedUnanswered() {
 }
 
 void TestHookServer::megabyteWithoutLineFeedIsReadWhole() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     HookEvent event = hookEvent(Kind::notification, "big");
     event.message = std::string(1 << 20, 'm');
     auto reply = exchangeAsync(path, event.encode(), AfterWrite::shutDownWriting);
@@ -172,10 +181,8 @@ void TestHookServer::megabyteWithoutLineFeedIsReadWhole() {
 }
 
 void TestHookServer::bytesAfterTheLineFeedAreNeverRead() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     // A second, valid request follows the first line. The writer keeps its end open: a server
     // that read on would wait for more instead of answering.
     const std::string request =
@@ -193,10 +200,8 @@ void TestHookServer::bytesAfterTheLineFeedAreNeverRead() {
 }
 
 void TestHookServer::endlessRequestIsCutOff() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     // Far more than any hook sends, and no end in sight: the server stops reading and closes.
     auto reply = exchangeAsync(path, std::string(80u << 20, ' '), AfterWrite::keepOpen);
     QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 60000);
@@ -205,10 +210,8 @@ void TestHookServer::endlessRequestIsCutOff() {
 }
 
 void TestHookServer::promptAnswerTravelsBack() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     auto reply = exchangeAsync(path, line(permissionRequest("s1", "Bash", bashInput("make"))));
     QTRY_VERIFY_WITH_TIMEOUT(store->session("s1") && store->session("s1")->status.isWaiting(),
                              30000);
@@ -220,13 +223,9 @@ void TestHookServer::promptAnswerTravelsBack() {
 }
 
 void TestHookServer::unansweredPromptPassesThroughAndLateAnswerIsHarmless() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 300ms);
-    server.start();
-    auto reply = exchangeAsync(path, line(permissionRequest("s1", "Edit", "{}")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
-    QCOMPARE(reply.get().received, passthrough);
+    Served s(m_fakes, socketIn("hook.sock"), 300ms);
+    auto& [store, path, server] = s;
+    QCOMPARE(answerTo(path, line(permissionRequest("s1", "Edit", "{}"))), passthrough);
     QTRY_VERIFY(store->session("s1"));
     QVERIFY(store->session("s1")->status.isWaiting()); // the card may still be answered...
     store->resolve("s1", HookDecision{HookDecision::Decision::approve, {}, {}}); // ...into the void
@@ -234,10 +233,8 @@ void TestHookServer::unansweredPromptPassesThroughAndLateAnswerIsHarmless() {
 }
 
 void TestHookServer::clientThatVanishesBeforeItsAnswer() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 200ms);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 200ms);
+    auto& [store, path, server] = s;
     auto gone =
         exchangeAsync(path, line(permissionRequest("s1", "Edit", "{}")), AfterWrite::closeAtOnce);
     QTRY_VERIFY_WITH_TIMEOUT(store->session("s1") && store->session("s1")->status.isWaiting(),
@@ -249,16 +246,12 @@ void TestHookServer::clientThatVanishesBeforeItsAnswer() {
         exchangeAsync(path, line(permissionRequest("s2", "Edit", "{}")), AfterWrite::closeAtOnce);
     QTRY_VERIFY_WITH_TIMEOUT(store->session("s2"), 30000);
     QTest::qWait(600);
-    auto next = exchangeAsync(path, line(hookEvent(Kind::stop, "s3")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(next), 30000);
-    QCOMPARE(next.get().received, passthrough);
+    QCOMPARE(answerTo(path, line(hookEvent(Kind::stop, "s3"))), passthrough);
 }
 
 void TestHookServer::twoPromptsWaitIndependently() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 60s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 60s);
+    auto& [store, path, server] = s;
     auto first = exchangeAsync(path, line(permissionRequest("a", "Bash", bashInput("ls"))));
     auto second = exchangeAsync(path, line(permissionRequest("b", "Write", "{}")));
     QTRY_VERIFY_WITH_TIMEOUT(store->pending().size() == 2, 30000);
@@ -274,10 +267,8 @@ void TestHookServer::twoPromptsWaitIndependently() {
 }
 
 void TestHookServer::manyConnectionsWhileAPromptWaits() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 120s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 120s);
+    auto& [store, path, server] = s;
     // 200 prompts wait at once, each holding its connection; only a thread per connection
     // gets every one of them read and handed over.
     std::vector<std::future<HookReply>> prompts;
@@ -315,10 +306,8 @@ void TestHookServer::strangerIsClosedUnanswered() {
     QVERIFY(nobody);
     const uid_t strangerUid = nobody->pw_uid;
     const gid_t strangerGid = nobody->pw_gid;
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 20s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 20s);
+    auto& [store, path, server] = s;
     // Let the stranger reach the socket at all; only the server's own check stands in its way.
     QVERIFY(chmod(m_dir->path().toUtf8().constData(), 0755) == 0);
     QVERIFY(chmod(path.c_str(), 0777) == 0);
@@ -374,9 +363,7 @@ void TestHookServer::staleSocketFileIsReplaced() {
 
     HookServer server(store.get(), path, 20s);
     server.start();
-    auto reply = exchangeAsync(path, line(hookEvent(Kind::stop, "s1")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
-    QCOMPARE(reply.get().received, passthrough);
+    QCOMPARE(answerTo(path, line(hookEvent(Kind::stop, "s1"))), passthrough);
 
     // A plain file in the way goes too.
     HookServer again(store.get(), socketIn("plain"), 20s);
@@ -384,9 +371,7 @@ void TestHookServer::staleSocketFileIsReplaced() {
     QVERIFY(plain.open(QIODevice::WriteOnly));
     plain.close();
     again.start();
-    auto replyAgain = exchangeAsync(socketIn("plain"), line(hookEvent(Kind::stop, "s2")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(replyAgain), 30000);
-    QCOMPARE(replyAgain.get().received, passthrough);
+    QCOMPARE(answerTo(socketIn("plain"), line(hookEvent(Kind::stop, "s2"))), passthrough);
 }
 
 void TestHookServer::secondInstanceTakesOver() {
@@ -398,16 +383,12 @@ void TestHookServer::secondInstanceTakesOver() {
     first->start();
     HookServer second(secondStore.get(), path, 20s);
     second.start();
-    auto reply = exchangeAsync(path, line(hookEvent(Kind::stop, "s1")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
-    QCOMPARE(reply.get().received, passthrough);
+    QCOMPARE(answerTo(path, line(hookEvent(Kind::stop, "s1"))), passthrough);
     QVERIFY(secondStore->session("s1"));
     QVERIFY(firstStore->sessions().empty());
 
     first.reset(); // the first instance quits: it must not take the second one's socket with it
-    auto after = exchangeAsync(path, line(hookEvent(Kind::stop, "s2")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(after), 30000);
-    QCOMPARE(after.get().received, passthrough);
+    QCOMPARE(answerTo(path, line(hookEvent(Kind::stop, "s2"))), passthrough);
     QVERIFY(secondStore->session("s2"));
 }
 
@@ -424,14 +405,10 @@ void TestHookServer::bindFailureThrowsAddressInUse() {
 }
 
 void TestHookServer::storeGoneMeansPassthrough() {
-    auto store = makeStore(m_fakes);
-    const std::string path = socketIn("hook.sock");
-    HookServer server(store.get(), path, 60s);
-    server.start();
+    Served s(m_fakes, socketIn("hook.sock"), 60s);
+    auto& [store, path, server] = s;
     store.reset();
-    auto reply = exchangeAsync(path, line(permissionRequest("s1", "Edit", "{}")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
-    QCOMPARE(reply.get().received, passthrough);
+    QCOMPARE(answerTo(path, line(permissionRequest("s1", "Edit", "{}"))), passthrough);
 }
 
 void TestHookServer::defaultPathIsTheSharedSocket() {
@@ -441,9 +418,7 @@ void TestHookServer::defaultPathIsTheSharedSocket() {
     HookServer server(store.get());
     server.start();
     QCOMPARE(server.path(), std::string("/tmp/hollowmere.sock"));
-    auto reply = exchangeAsync(socketPath, line(hookEvent(Kind::notification, "s1")));
-    QTRY_VERIFY_WITH_TIMEOUT(isReady(reply), 30000);
-    QCOMPARE(reply.get().received, passthrough);
+    QCOMPARE(answerTo(socketPath, line(hookEvent(Kind::notification, "s1"))), passthrough);
 }
 
 QTEST_GUILESS_MAIN(TestHookServer)

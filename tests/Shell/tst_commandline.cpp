@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "../support/Files.h"
+
 namespace {
 
 struct Result {
@@ -14,11 +16,6 @@ struct Result {
     QString out;
     QString err;
 };
-
-QByteArray readBytes(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 } // namespace
 
@@ -63,79 +60,49 @@ private slots:
         m_settings = m_home->filePath(".claude/settings.json");
     }
 
-    void hooksLifecycle() {
+    void everyVerbAndExitCode() {
+        // What each verb does to the file is the installer's (tst_hooksinstaller); here, that
+        // each reaches it and says so with its exit code.
         const QString hook = QFileInfo(m_binDir + "/hollowmere-hook").absoluteFilePath();
-        Result r = run({"hooks", "status"});
-        QCOMPARE(r.code, 1);
-        QCOMPARE(r.out, QStringLiteral("not installed\n"));
-        QVERIFY(!QFileInfo::exists(m_settings));
-
-        r = run({"hooks", "install"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("installed hooks → %1\n").arg(hook));
-        const QByteArray installed = readBytes(m_settings);
-        QVERIFY(installed.contains(hook.toUtf8()));
-
-        r = run({"hooks", "install"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("ok: hooks already installed\n"));
-        QCOMPARE(readBytes(m_settings), installed);
-
-        r = run({"hooks", "status"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("installed: %1\n").arg(hook));
-
-        QCOMPARE(run({"hooks", "restore"}).code, 1); // no file before the install: no backup
-        QCOMPARE(run({"hooks", "uninstall"}).code, 0);
-        QCOMPARE(readBytes(m_settings).trimmed(), QByteArray("{}"));
-        QCOMPARE(run({"hooks", "uninstall"}).code, 1);
-        QCOMPARE(run({"hooks", "status"}).code, 1);
-    }
-
-    void restoreBringsBackTheFirstState() {
         const QByteArray original = "{\"theme\": \"dark\"}\n";
-        QDir().mkpath(m_home->filePath(".claude"));
-        QFile f(m_settings);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(original);
-        f.close();
-
-        QCOMPARE(run({"hooks", "install"}).code, 0);
-        QCOMPARE(run({"rules", "add", "Read"}).code, 0);
-        const Result r = run({"hooks", "restore"});
-        QCOMPARE(r.code, 0);
-        QVERIFY(r.out.startsWith("restored "));
+        writeBytes(m_settings, original);
+        const struct {
+            QStringList args;
+            int code;
+            QString out; // its start
+        } steps[] = {
+            {{"hooks", "status"}, 1, "not installed\n"},
+            {{"hooks", "ask-when"}, 0, "every-tool\n"},
+            {{"hooks", "install"}, 0, "installed hooks → " + hook + "\n"},
+            {{"hooks", "install"}, 0, "ok: hooks already installed\n"},
+            {{"hooks", "status"}, 0, "installed: " + hook + "\n"},
+            {{"hooks", "ask-when", "claude-asks"}, 0, "ask when: claude-asks\n"},
+            {{"hooks", "ask-when"}, 0, "claude-asks\n"},
+            {{"hooks", "status"}, 0, "installed: "},
+            {{"rules", "list"}, 0, ""},
+            {{"rules", "remove", "Read"}, 1, ""},
+            {{"rules", "add", "Read"}, 0, ""},
+            {{"rules", "add", "Read"}, 1, "already allowed: Read\n"},
+            {{"rules", "add", "Bash(npm run test:*)"}, 0, ""},
+            {{"rules", "list"}, 0, "Read\nBash(npm run test:*)\n"},
+            {{"rules", "remove", "Read"}, 0, ""},
+            {{"hooks", "uninstall"}, 0, ""},
+            {{"hooks", "uninstall"}, 1, ""},
+            {{"hooks", "restore"}, 0, "restored "},
+            {{"hooks", "restore"}, 1, ""},
+        };
+        for (const auto& step : steps) {
+            const Result r = run(step.args);
+            QVERIFY2(
+                r.code == step.code && (step.out.isEmpty() || r.out.startsWith(step.out)),
+                qPrintable(step.args.join(' ') + " → " + QString::number(r.code) + " " + r.out));
+        }
         QCOMPARE(readBytes(m_settings), original);
-        QCOMPARE(run({"hooks", "restore"}).code, 1);
-    }
-
-    void rules() {
-        QCOMPARE(run({"rules", "list"}).out, QString());
-        QCOMPARE(run({"rules", "remove", "Read"}).code, 1);
-        QCOMPARE(run({"rules", "add", "Read"}).code, 0);
-        Result r = run({"rules", "add", "Read"});
-        QCOMPARE(r.code, 1);
-        QCOMPARE(r.out, QStringLiteral("already allowed: Read\n"));
-        QCOMPARE(run({"rules", "add", "Bash(git:*)"}).code, 0);
-        QCOMPARE(run({"rules", "add", "Bash(npm run test:*)"}).code, 0);
-
-        r = run({"rules", "list"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("Read\nBash(git:*)\nBash(npm run test:*)\n"));
-
-        QCOMPARE(run({"rules", "remove", "Read"}).code, 0);
-        QCOMPARE(run({"rules", "remove", "Read"}).code, 1);
-        QCOMPARE(run({"rules", "list"}).out, QStringLiteral("Bash(git:*)\nBash(npm run test:*)\n"));
     }
 
     void refusedWriteIsReported() {
         const QByteArray bytes = "{\"n\": 123456789012345678901234567890}";
-        QDir().mkpath(m_home->filePath(".claude"));
-        QFile f(m_settings);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        f.close();
-
+        writeBytes(m_settings, bytes);
         Result r = run({"hooks", "install"});
         QCOMPARE(r.code, 1);
         QVERIFY2(r.out.startsWith("failed to write settings: "), qPrintable(r.out));
@@ -143,21 +110,6 @@ private slots:
         QCOMPARE(r.code, 1);
         QVERIFY(r.err.contains("123456789012345678901234567890"));
         QCOMPARE(readBytes(m_settings), bytes);
-    }
-
-    void askWhen() {
-        QCOMPARE(run({"hooks", "ask-when"}).out, QStringLiteral("every-tool\n"));
-        QCOMPARE(run({"hooks", "install"}).code, 0);
-        Result r = run({"hooks", "ask-when", "claude-asks"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("ask when: claude-asks\n"));
-        QCOMPARE(run({"hooks", "ask-when"}).out, QStringLiteral("claude-asks\n"));
-        const QByteArray settings = readBytes(m_settings);
-        QVERIFY(settings.contains("\"PermissionRequest\""));
-        QVERIFY(!settings.contains("\"PreToolUse\""));
-        QCOMPARE(run({"hooks", "status"}).code, 0);
-        QCOMPARE(run({"hooks", "ask-when", "every-tool"}).code, 0);
-        QVERIFY(!readBytes(m_settings).contains("\"PermissionRequest\""));
     }
 
     void parallelWritersKeepEveryRule() {
@@ -188,16 +140,10 @@ private slots:
     void usageErrors_data() {
         QTest::addColumn<QStringList>("args");
         QTest::newRow("unknown verb") << QStringList{"frobnicate"};
-        QTest::newRow("hooks alone") << QStringList{"hooks"};
-        QTest::newRow("hooks unknown") << QStringList{"hooks", "reinstall"};
         QTest::newRow("hooks extra") << QStringList{"hooks", "install", "now"};
         QTest::newRow("rules alone") << QStringList{"rules"};
-        QTest::newRow("add without pattern") << QStringList{"rules", "add"};
         QTest::newRow("add empty pattern") << QStringList{"rules", "add", ""};
-        QTest::newRow("remove two") << QStringList{"rules", "remove", "A", "B"};
-        QTest::newRow("ask-when unknown") << QStringList{"hooks", "ask-when", "sometimes"};
         QTest::newRow("ask-when key name") << QStringList{"hooks", "ask-when", "claudeAsks"};
-        QTest::newRow("ask-when extra") << QStringList{"hooks", "ask-when", "every-tool", "x"};
     }
 
     void usageErrors() {
@@ -211,12 +157,10 @@ private slots:
 
     void helpAndVersion() {
         const QString version = QStringLiteral("Hollowmere " HOLLOWMERE_VERSION);
-        for (const char* flag : {"--help", "-h", "help"}) {
-            const Result r = run({flag});
-            QCOMPARE(r.code, 0);
-            QVERIFY2(r.out.startsWith(version + ": "), qPrintable(r.out));
-            QVERIFY(r.out.contains("\nusage: hollowmere"));
-        }
+        const Result help = run({"--help"});
+        QCOMPARE(help.code, 0);
+        QVERIFY2(help.out.startsWith(version + ": "), qPrintable(help.out));
+        QVERIFY(help.out.contains("\nusage: hollowmere"));
         const Result r = run({"--version"});
         QCOMPARE(r.code, 0);
         QCOMPARE(r.out, version + "\n");
