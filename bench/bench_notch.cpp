@@ -18,10 +18,12 @@
 #include "Sessions/SessionStore.h"
 
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
 #include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -53,16 +55,26 @@ long residentKiB() {
     return -1;
 }
 
-// Runs the event loop until `done` holds or `timeoutMs` passed; false on time-out.
+// Runs an event loop until `done` holds or `timeoutMs` passed; false on time-out. A loop that
+// exec()s, as the app's does: objects the views let go of with deleteLater() are deleted only
+// when such a loop runs, never by processEvents() from outside one (which would keep every
+// prompt card ever shown and read as growth).
 template <typename Predicate> bool spin(Predicate done, int timeoutMs = 30000) {
+    if (done())
+        return true;
     QElapsedTimer t;
     t.start();
-    while (!done()) {
-        if (t.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
-    }
-    return true;
+    QEventLoop loop;
+    QTimer poll;
+    bool met = false;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        met = done();
+        if (met || t.elapsed() > timeoutMs)
+            loop.quit();
+    });
+    poll.start(2);
+    loop.exec();
+    return met;
 }
 
 void settle(int msToWait) {
