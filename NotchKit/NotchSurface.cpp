@@ -175,6 +175,11 @@ void NotchSurface::updateHoverState(bool hovering) {
         m_haptics->performAlignmentFeedback();
 }
 
+void NotchSurface::requestContextMenu(QPointF scenePosition) {
+    if (m_state != NotchState::hidden && m_window)
+        emit contextMenuRequested(m_window->mapToGlobal(scenePosition.toPoint()));
+}
+
 void NotchSurface::setHovering(bool hovering) {
     if (m_isHovering == hovering)
         return;

@@ -81,6 +81,8 @@ public:
 
     // The content view reports the pointer entering (true) or leaving (false).
     Q_INVOKABLE void updateHoverState(bool hovering);
+    // The content view reports a secondary click at `scenePosition` in the panel.
+    Q_INVOKABLE void requestContextMenu(QPointF scenePosition);
 
     NotchState state() const { return m_state; }
     bool isHidden() const { return m_state == NotchState::hidden; }
@@ -138,6 +140,8 @@ signals:
     void disableCompactTrailingChanged();
     void effectiveStyleChanged();
     void windowChanged();
+    // A secondary click on the visible notch, at a position on the screen.
+    void contextMenuRequested(QPoint globalPosition);
 
 private:
     void show(NotchState target, QScreen* screen, bool skipHide, Completion done);

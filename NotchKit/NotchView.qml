@@ -54,6 +54,10 @@ Item {
         HoverHandler {
             onHoveredChanged: view.surface.updateHoverState(hovered)
         }
+        TapHandler {
+            acceptedButtons: Qt.RightButton
+            onTapped: view.surface.requestContextMenu(point.scenePosition)
+        }
 
         // Content is cut to the outline; the software renderer, which has no shader effects,
         // can only cut to the body's rectangle.

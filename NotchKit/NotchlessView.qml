@@ -100,6 +100,10 @@ Item {
         HoverHandler {
             onHoveredChanged: view.surface.updateHoverState(hovered)
         }
+        TapHandler {
+            acceptedButtons: Qt.RightButton
+            onTapped: view.surface.requestContextMenu(point.scenePosition)
+        }
     }
 
     // What is drawn, frame by frame: the panel cuts its window to it where nothing composites.

@@ -107,6 +107,9 @@ void NotchController::start() {
     m_started = true;
     m_notch = m_makeNotch(sessionNotchSetup());
     m_hudNotch = m_makeNotch(hudNotchSetup());
+    for (NotchHandle* notch : {m_notch.get(), m_hudNotch.get()})
+        connect(notch, &NotchHandle::contextMenuRequested, this,
+                &NotchController::contextMenuRequested);
 
     // Hover reaches controller state through the event loop, never from inside the notch's
     // own change; repeats of the same value are dropped.

@@ -88,6 +88,10 @@ public:
     NotchSetup sessionNotchSetup();
     NotchSetup hudNotchSetup() const;
 
+signals:
+    // A secondary click on either notch; the shell opens its menu there when no tray holds it.
+    void contextMenuRequested(QPoint globalPosition);
+
 private:
     void observeLoop();
     void observed();

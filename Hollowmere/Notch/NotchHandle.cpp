@@ -26,6 +26,8 @@ public:
         m_surface.setTransitionConfiguration(setup.transitions);
         connect(&m_surface, &NotchSurface::isHoveringChanged, this,
                 [this] { emit hoveringChanged(m_surface.isHovering()); });
+        connect(&m_surface, &NotchSurface::contextMenuRequested, this,
+                &NotchHandle::contextMenuRequested);
     }
 
     void expand() override {

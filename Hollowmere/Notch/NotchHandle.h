@@ -8,6 +8,7 @@
 #include "NotchTransitionConfiguration.h"
 
 #include <QObject>
+#include <QPoint>
 
 #include <functional>
 #include <memory>
@@ -44,6 +45,7 @@ public:
 
 signals:
     void hoveringChanged(bool hovering);
+    void contextMenuRequested(QPoint globalPosition);
 };
 
 using NotchFactory = std::function<std::unique_ptr<NotchHandle>(const NotchSetup&)>;

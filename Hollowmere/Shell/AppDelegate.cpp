@@ -116,6 +116,12 @@ void AppDelegate::startShell() {
     m_statusMenu = std::make_unique<StatusMenu>();
     connect(m_statusMenu.get(), &StatusMenu::settingsRequested, this, &AppDelegate::showSettings);
     connect(m_statusMenu.get(), &StatusMenu::quitRequested, this, &AppDelegate::quit);
+    // Without a tray the notch is the only place the menu can hang from.
+    connect(m_notchController.get(), &NotchController::contextMenuRequested, this,
+            [this](QPoint at) {
+                if (!m_statusMenu->trayShown())
+                    m_statusMenu->popup(at);
+            });
     m_statusMenu->start();
 }
 

@@ -3,7 +3,8 @@
 """The notch as a user meets it: the real hollowmere app on a private desktop (Xvfb, openbox, the
 AT-SPI bus), the real Claude Code in tmux in interactive mode with our hooks installed by our
 installer into a temporary HOME, answers given by clicking the notch's controls (found through
-AT-SPI, clicked with XTest) or with its keys, and a volume key against a real PulseAudio sink.
+AT-SPI, clicked with XTest) or with its keys, a volume key against a real PulseAudio sink, and
+the tray's menu opened by a right-click on the notch of a desktop without a tray.
 
 Run inside tests/support/isolated.sh, one case per process:
     test_notch_desktop.py NotchDesktopTest.test_approve_deny_always_and_done
@@ -191,6 +192,19 @@ class NotchDesktopTest(E2ECase):
         self.assertGreaterEqual(time.monotonic() - pressed, KEY_FLASH)
         self.assertIsNone(self.app.showing(lambda c: c.name.startswith("Volume")))
         self.assertTrue(project)
+
+        # No tray host on this desktop: a right-click on the notch opens the tray's menu there,
+        # its items read as the keyboard walks them.
+        self.assertIn("no tray host", self.app.log())
+        focus = self.desk.focus_log()
+        self.desk.click(self.app.find("Claude Code, 1 session", "push button"), button=3)
+        for title in ("Settings", "Start at login", "Quit Hollowmere"):
+            self.desk.key("Down")
+            focus.wait_for(title, "menu item")
+        self.save_screen("notch-menu")
+        self.desk.key("Escape")
+        focus.stop()
+        self.assertIsNone(self.app.process.poll())
 
     def session_from_a_transcript(self):
         """A live idle session as the scanner finds one: a transcript with a finished turn and
