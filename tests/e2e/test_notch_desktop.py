@@ -71,7 +71,16 @@ class NotchDesktopTest(E2ECase):
         return api, tmux, screen
 
     def click(self, name, role="push button"):
-        self.desk.click(self.app.find(name, role, timeout=LONG))
+        # The notch grows into place: under load a button is reported while it still moves, and
+        # a click at where it was misses. Click once two readings agree.
+        def settled():
+            first = self.app.find(name, role, timeout=LONG)
+            time.sleep(0.3)
+            second = self.app.find(name, role, timeout=LONG)
+            same = (first.x, first.y, first.width, first.height) == \
+                (second.x, second.y, second.width, second.height)
+            return second if same else None
+        self.desk.click(wait_until(settled, LONG))
 
     def done_row(self):
         """The session's row once the notch shows it done (it pops open on a stop)."""
