@@ -1,12 +1,9 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Jump and typing with real terminals on a private desktop (Xvfb, openbox): two xterms, and two
-kitty windows under remote control. Each terminal runs a shell that appends every line it reads
-to its own file, so what was typed where is read back from the files. The focus code runs in
-focus_probe (HOLLOWMERE_FOCUS_PROBE), one process per action, as the app's worker would run it.
-
-    test_terminalfocus_desktop.py TerminalFocusDesktopTest.test_xterm
-"""
+# Jump and typing with real terminals on a private desktop (tests/support/desktop.py): two
+# xterms, and two kitty windows under remote control. Each runs a shell that appends the lines it
+# reads to its own file, so what was typed where is read back. The focus code runs in focus_probe
+# (HOLLOWMERE_FOCUS_PROBE), one process per action, as the app's worker would run it.
 
 import json
 import os
@@ -15,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+from pathlib import Path
 
 sys.path.insert(0, os.path.join(os.environ.get("HOLLOWMERE_SOURCE_DIR", ""), "tests", "support"))
 from desktop import Desktop, wait_until  # noqa: E402
@@ -37,22 +35,19 @@ class TerminalFocusDesktopTest(unittest.TestCase):
 
     def reader(self, name):
         """A shell that records its pid (it stands in for claude) and appends each line it
-        reads to NAME.txt."""
+        reads to NAME.txt; returns its command and that file."""
         pid_file, out = (os.path.join(self.root, name + ext) for ext in (".pid", ".txt"))
         script = 'echo $$ > "%s"; while IFS= read -r l; do printf "%%s\\n" "$l" >> "%s"; done' % (
             pid_file, out)
-        return ["sh", "-c", script], pid_file, out
+        return ["sh", "-c", script], out
 
-    def typed(self, out):
-        if not os.path.exists(out):
-            return []
-        with open(out, encoding="utf-8") as f:
-            return f.read().splitlines()
+    def pid(self, name):
+        path = os.path.join(self.root, name + ".pid")
+        return int(wait_until(lambda: os.path.exists(path) and Path(path).read_text().strip()))
 
-    def pid(self, pid_file):
-        wait_until(lambda: os.path.exists(pid_file) and open(pid_file).read().strip())
-        with open(pid_file, encoding="utf-8") as f:
-            return int(f.read())
+    @staticmethod
+    def typed(out):
+        return Path(out).read_text(encoding="utf-8").splitlines() if os.path.exists(out) else []
 
     def probe(self, action, claude_pid, *text, bell=False):
         command = [PROBE, action, *text, "--claude-pid", str(claude_pid), "--cwd", self.project]
@@ -66,11 +61,11 @@ class TerminalFocusDesktopTest(unittest.TestCase):
     def test_xterm(self):
         windows, outs, pids = [], [], []
         for name in ("first", "second"):
-            command, pid_file, out = self.reader(name)
+            command, out = self.reader(name)
             term = self.desk.spawn(["xterm", "-u8", "-T", name, "-e", *command],
                                    stderr=subprocess.DEVNULL)
             windows.append(self.desk.wait_for_window(pid=term.pid))
-            pids.append(self.pid(pid_file))
+            pids.append(self.pid(name))
             outs.append(out)
         self.assertTrue(self.desk.activate(windows[0]))
 
@@ -100,13 +95,13 @@ class TerminalFocusDesktopTest(unittest.TestCase):
 
     def test_kitty(self):
         socket = "unix:" + os.path.join(self.root, "kitty.sock")
-        first, first_pid, first_out = self.reader("first")
-        second, second_pid, second_out = self.reader("second")
+        first, first_out = self.reader("first")
+        second, second_out = self.reader("second")
         kitty = self.desk.spawn(["kitty", "-o", "allow_remote_control=yes", "--listen-on",
                                  socket, *first], stderr=subprocess.DEVNULL)
         self.desk.wait_for_window(pid=kitty.pid)
         self.desk.run(["kitty", "@", "--to", socket, "launch", "--type=os-window", *second])
-        pids = [self.pid(first_pid), self.pid(second_pid)]
+        pids = [self.pid("first"), self.pid("second")]
         def kitty_windows():  # oldest first
             return [w for w in self.desk.windows() if self.desk.window_pid(w) == kitty.pid]
         windows = wait_until(lambda: len(kitty_windows()) == 2 and kitty_windows())

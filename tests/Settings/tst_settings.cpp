@@ -106,8 +106,6 @@ private slots:
         model.revoke(7); // no such row: nothing happens
         QCOMPARE(model.allowPatterns(), QStringList({"Bash(git:*)"}));
         QCOMPARE(m_store->allowPatterns(), QStringList({"Bash(git:*)"}));
-        model.revoke(0);
-        QVERIFY(model.allowPatterns().isEmpty());
     }
 
     // A file the installer will not rewrite: the tab says why, from the start, and the file is
@@ -124,19 +122,14 @@ private slots:
         QCOMPARE(readBytes(m_settings), bytes);
     }
 
-    void generalTab() {
-        int launchAgent = 0;
-        SettingsModel::Environment env = machine();
-        env.shared.launchAgentInstalled = [&] { return launchAgent > 0; };
-        env.shared.installLaunchAgent = [&] { return ++launchAgent > 0; };
-        env.shared.uninstallLaunchAgent = [&] { return (launchAgent = 0) == 0; };
-        SettingsModel model(m_store.get(), nullptr, env);
-        QVERIFY(!model.startAtLogin());
-        model.setStartAtLogin(true);
-        QVERIFY(model.startAtLogin());
-        model.setStartAtLogin(false);
-        QVERIFY(!model.startAtLogin());
-
+    // General and About: sounds off reaches the preference, a replay forgets the onboarding,
+    // and with no update framework the tab says so instead of offering a check.
+    void generalAndAbout() {
+        QCoreApplication::setApplicationVersion("1.2.3");
+        UpdaterManager updater(nullptr);
+        SettingsModel model(m_store.get(), &updater, machine());
+        QCOMPARE(model.versionLine(), QStringLiteral("Hollowmere · v1.2.3"));
+        QVERIFY(!model.updatesAvailable());
         model.setSoundsEnabled(false);
         QVERIFY(!Preferences::sounds());
 
@@ -147,19 +140,6 @@ private slots:
         QCOMPARE(replay.count(), 1);
         QVERIFY(!QSettings().contains(Preferences::onboardingCompleted));
         QVERIFY(!QSettings().contains(Preferences::onboardingResumeAt));
-    }
-
-    void headerAndAbout() {
-        QCoreApplication::setApplicationVersion("1.2.3");
-        UpdaterManager updater(nullptr); // no framework: updates are absent
-        SettingsModel model(m_store.get(), &updater, machine());
-        QCOMPARE(model.versionLine(), QStringLiteral("Hollowmere · v1.2.3"));
-        QCOMPARE(model.versionText(), QStringLiteral("Version 1.2.3"));
-        QCOMPARE(model.tabs(), QStringList({"General", "Permissions", "Connection", "About"}));
-        QVERIFY(!model.updatesAvailable());
-        QSignalSpy quit(&model, &SettingsModel::quitRequested);
-        model.quit();
-        QCOMPARE(quit.count(), 1);
     }
 
     void showBeforeBindShowsNothing() {

@@ -1,26 +1,26 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The app as it starts without a command, over a temporary HOME, XDG_CONFIG_HOME and runtime
-folder: the onboarding decision as a table, hooks written only once onboarding is done, a blocked
-hook socket or unreadable files that are logged but never stop it, one instance per user that
-survives a crash, and an orderly end on SIGTERM. Run under tests/support/isolated.sh (it owns
-/tmp/hollowmere.sock)."""
+# The app as it starts without a command, over a temporary HOME, XDG_CONFIG_HOME and runtime
+# folder: the onboarding decision, hooks written only once onboarding is done, files it cannot
+# read or rewrite logged but never in its way, and one instance per user that survives a crash.
+# Run under tests/support/isolated.sh (it owns /tmp/hollowmere.sock).
 
 import configparser
 import json
 import os
 import shutil
-import signal
 import socket
 import subprocess
 import tempfile
 import time
 import unittest
+from pathlib import Path
 
 BIN_DIR = os.environ["HOLLOWMERE_BIN_DIR"]
 SOCKET = "/tmp/hollowmere.sock"
 WAIT = 30  # generous: start-up on a busy 2-core machine
 HOOK = os.path.join(os.path.realpath(BIN_DIR), "hollowmere-hook")
+COMPLETED = "[General]\nonboarding.completed=true\n"
 
 
 def wait_for(predicate, what, app=None, timeout=WAIT):
@@ -35,52 +35,45 @@ def wait_for(predicate, what, app=None, timeout=WAIT):
 
 
 def exchange(event):
-    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as s:
+    with socket.socket(socket.AF_UNIX) as s:
         s.settimeout(WAIT)
         s.connect(SOCKET)
         s.sendall(json.dumps(event).encode() + b"\n")
-        answer = b""
-        while not answer.endswith(b"\n"):
-            chunk = s.recv(4096)
-            if not chunk:
-                break
-            answer += chunk
-    return json.loads(answer)
+        return json.loads(s.makefile("rb").readline())
 
 
 def listening():
-    try:
-        with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as s:
-            s.connect(SOCKET)
-        return True
-    except OSError:
-        return False
+    with socket.socket(socket.AF_UNIX) as s:
+        return s.connect_ex(SOCKET) == 0
+
+
+def write(path, data):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "wb" if isinstance(data, bytes) else "w") as f:
+        f.write(data)
 
 
 class AppStart(unittest.TestCase):
     def setUp(self):
         self.root = tempfile.mkdtemp(prefix="hollowmere-start-")
         self.addCleanup(shutil.rmtree, self.root, True)
-        self.home = os.path.join(self.root, "home")
-        self.config = os.path.join(self.root, "config")
-        self.runtime = os.path.join(self.root, "runtime")
-        os.makedirs(os.path.join(self.home, ".claude"))
-        os.makedirs(os.path.join(self.config, "Hollowmere"))
+        self.home, self.config, self.runtime = (os.path.join(self.root, name)
+                                                for name in ("home", "config", "runtime"))
         os.mkdir(self.runtime, 0o700)
         self.settings = os.path.join(self.home, ".claude", "settings.json")
         self.conf = os.path.join(self.config, "Hollowmere", "Hollowmere.conf")
         self.apps = []
+        self.fresh()
 
     def tearDown(self):
         for app in self.apps:
             if app.poll() is None:
                 app.terminate()
                 app.wait(WAIT)
-        if os.path.lexists(SOCKET):
-            if os.path.isdir(SOCKET):
-                shutil.rmtree(SOCKET)
-            else:
-                os.unlink(SOCKET)
+        if os.path.isdir(SOCKET):
+            shutil.rmtree(SOCKET)
+        elif os.path.lexists(SOCKET):
+            os.unlink(SOCKET)
 
     def env(self):
         env = {k: v for k, v in os.environ.items()
@@ -88,6 +81,13 @@ class AppStart(unittest.TestCase):
         env.update(HOME=self.home, XDG_CONFIG_HOME=self.config, XDG_RUNTIME_DIR=self.runtime,
                    QT_QPA_PLATFORM="offscreen")
         return env
+
+    def fresh(self):
+        """No preferences and no Claude Code settings, for the next row of a table."""
+        shutil.rmtree(self.config, ignore_errors=True)
+        shutil.rmtree(os.path.dirname(self.settings), ignore_errors=True)
+        os.makedirs(os.path.dirname(self.conf))
+        os.makedirs(os.path.dirname(self.settings))
 
     def start(self, name="app"):
         log = open(os.path.join(self.root, name + ".log"), "w+")
@@ -98,17 +98,14 @@ class AppStart(unittest.TestCase):
         self.apps.append(app)
         return app
 
-    def logged(self, app):
+    def stop(self, app):
+        app.terminate()
+        self.assertEqual(app.wait(WAIT), 0, self.logged(app))
+
+    @staticmethod
+    def logged(app):
         with open(app.log_path) as f:
             return f.read()
-
-    def command(self, *args):
-        return subprocess.run([os.path.join(BIN_DIR, "hollowmere"), *args], env=self.env(),
-                              capture_output=True, text=True, timeout=WAIT)
-
-    def write_conf(self, text):
-        with open(self.conf, "w") as f:
-            f.write(text)
 
     def prefs(self):
         parser = configparser.RawConfigParser()
@@ -117,88 +114,48 @@ class AppStart(unittest.TestCase):
         return dict(parser["General"]) if parser.has_section("General") else {}
 
     def settings_bytes(self):
-        if not os.path.exists(self.settings):
-            return None
-        with open(self.settings, "rb") as f:
-            return f.read()
+        return Path(self.settings).read_bytes() if os.path.exists(self.settings) else None
 
     # The onboarding decision, row by row: what is on disk before, and what start-up does.
+    # Before onboarding completes, the settings file is never touched.
     def test_onboarding_decision_table(self):
         autostart = os.path.join(self.config, "autostart", "hollowmere.desktop")
         rows = [
-            # name, conf, hooks already installed, autostart file, expected
-            ("fresh, nothing set up", "", False, False,
-             dict(onboarding=0, completed=None, hooks_written=False)),
-            ("fresh, everything already set up", "", True, True,
-             dict(onboarding=None, completed="true", log="Hollowmere: ok: hooks already installed")),
-            ("hooks there, no start at login", "", True, False,
-             dict(onboarding=0, completed=None, hooks_written=False)),
-            ("completed", "onboarding.completed=true\n", False, False,
-             dict(onboarding=None, completed="true", hooks_written=True,
-                  log="Hollowmere: installed hooks → " + HOOK)),
-            ("resume while completed", "onboarding.completed=true\nonboarding.resumeAt=2\n",
-             False, False, dict(onboarding=2, completed="true", hooks_written=False)),
+            # conf, hooks already installed, autostart file, onboarding step, completed, log line
+            ("", False, False, 0, None, None),
+            ("", True, True, None, "true", "Hollowmere: ok: hooks already installed"),
+            ("", True, False, 0, None, None),
+            ("onboarding.completed=true\n", False, False, None, "true",
+             "Hollowmere: installed hooks → " + HOOK),
+            ("onboarding.completed=true\nonboarding.resumeAt=2\n", False, False, 2, "true", None),
         ]
-        for name, conf, hooks, agent, expected in rows:
-            with self.subTest(name):
-                for path in (self.settings, self.conf, autostart):
-                    if os.path.exists(path):
-                        os.remove(path)
-                self.write_conf("[General]\n" + conf)
+        for row, (conf, hooks, agent, step, completed, line) in enumerate(rows):
+            with self.subTest(row=row):
+                self.fresh()
+                write(self.conf, "[General]\n" + conf)
                 if hooks:
-                    self.assertEqual(self.command("hooks", "install").returncode, 0)
+                    done = subprocess.run([os.path.join(BIN_DIR, "hollowmere"), "hooks",
+                                           "install"], env=self.env(), capture_output=True)
+                    self.assertEqual(done.returncode, 0, done.stderr)
                 if agent:
-                    os.makedirs(os.path.dirname(autostart), exist_ok=True)
-                    with open(autostart, "w") as f:
-                        f.write("[Desktop Entry]\nType=Application\nName=x\nExec=true\n")
+                    write(autostart, "[Desktop Entry]\nType=Application\nName=x\nExec=true\n")
                 before = self.settings_bytes()
 
-                app = self.start(name.replace(" ", "-").replace(",", ""))
+                app = self.start("row-%d" % row)
                 wait_for(listening, "the hook server", app)
-                log = self.logged(app)
-                if expected["onboarding"] is None:
-                    self.assertNotIn("onboarding opened", log)
+                if step is None:
+                    self.assertNotIn("onboarding opened", self.logged(app))
                 else:
-                    wait_for(lambda: "onboarding opened at step %d" % expected["onboarding"]
-                             in self.logged(app), "onboarding", app)
-                if "log" in expected:
-                    wait_for(lambda: expected["log"] in self.logged(app), expected["log"], app)
-                app.terminate()
-                self.assertEqual(app.wait(WAIT), 0)
-
+                    wait_for(lambda: "onboarding opened at step %d" % step in self.logged(app),
+                             "onboarding", app)
+                if line:
+                    wait_for(lambda: line in self.logged(app), line, app)
+                self.stop(app)
                 prefs = self.prefs()
-                self.assertEqual(prefs.get("onboarding.completed"), expected["completed"])
+                self.assertEqual(prefs.get("onboarding.completed"), completed)
                 self.assertNotIn("onboarding.resumeAt", prefs)  # read once and removed
-                if "hooks_written" in expected:
-                    # Before onboarding completes, the settings file is never touched.
-                    self.assertEqual(self.settings_bytes() != before, expected["hooks_written"])
-
-    def test_store_answers_with_the_users_allow_rules(self):
-        with open(self.settings, "w") as f:
-            json.dump({"permissions": {"allow": ["Read"]}, "theme": "dark"}, f)
-        app = self.start()
-        wait_for(listening, "the hook server", app)
-        read = {"kind": "permissionRequest", "sessionId": "s1", "cwd": "/tmp", "tool": "Read",
-                "toolInput": json.dumps({"file_path": "/etc/hosts"}), "timestamp": 0}
-        self.assertEqual(exchange(read), {"decision": "approve"})
-        stop = {"kind": "stop", "sessionId": "s1", "cwd": "/tmp", "timestamp": 1}
-        self.assertEqual(exchange(stop), {"decision": "passthrough"})
-        self.assertIsNone(app.poll())
-
-    def test_a_settings_file_it_cannot_rewrite_is_left_alone_with_one_line(self):
-        self.write_conf("[General]\nonboarding.completed=true\n")
-        deep = b'{"x": ' + b"[" * 100000 + b"]" * 100000 + b"}"
-        with open(self.settings, "wb") as f:
-            f.write(deep)
-        app = self.start()
-        wait_for(listening, "the hook server", app)
-        stop = {"kind": "stop", "sessionId": "s1", "cwd": "/tmp", "timestamp": 1}
-        self.assertEqual(exchange(stop), {"decision": "passthrough"})
-        lines = [line for line in self.logged(app).splitlines() if "settings.json" in line]
-        self.assertEqual(len(lines), 1, self.logged(app))
-        self.assertIn("Hollowmere: failed to write settings: ", lines[0])
-        self.assertIn("nests deeper than 64 levels", lines[0])
-        self.assertEqual(self.settings_bytes(), deep)
+                self.assertEqual(self.settings_bytes() != before, line == "Hollowmere: installed "
+                                 "hooks → " + HOOK)
 
     def test_blocked_socket_is_logged_and_the_app_keeps_running(self):
         os.makedirs(os.path.join(SOCKET, "in-the-way"))
@@ -208,77 +165,65 @@ class AppStart(unittest.TestCase):
         wait_for(lambda: "onboarding opened" in self.logged(app), "onboarding", app)
         self.assertIsNone(app.poll(), self.logged(app))
 
-    # Files that cannot be read: one line each, and the app starts.
+    # Files it cannot read or rewrite: one line each, the file as it was, and the app starts.
     def test_unreadable_files_never_stop_start_up(self):
         rows = [
-            ("preferences that do not parse", "conf-garbage",
-             "do not parse; kept them as"),
-            ("preferences that are a folder", "conf-folder", "cannot read the preferences"),
-            ("settings with a number it cannot write back", "settings-number",
+            ("preferences that do not parse", b"\x00\xff[[[ broken\n=\n[General\nonboarding.c",
+             None, "do not parse; kept them as"),
+            ("preferences that are a folder", None, None, "cannot read the preferences"),
+            ("a number it cannot write back", COMPLETED, '{"n": 123456789012345678901234567890}',
              "Hollowmere: failed to write settings: "),
+            ("nested too deep to rewrite", COMPLETED,
+             '{"x": ' + "[" * 100000 + "]" * 100000 + "}", "nests deeper than 64 levels"),
         ]
-        for name, kind, line in rows:
+        for name, conf, settings, line in rows:
             with self.subTest(name):
-                for path in (self.conf, self.settings):
-                    if os.path.isdir(path):
-                        shutil.rmtree(path)
-                    elif os.path.exists(path):
-                        os.remove(path)
-                for stale in os.listdir(os.path.dirname(self.conf)):
-                    os.remove(os.path.join(os.path.dirname(self.conf), stale))
-                if kind == "conf-garbage":
-                    with open(self.conf, "wb") as f:
-                        f.write(b"\x00\xff[[[ broken\n=\n[General\nonboarding.completed")
-                elif kind == "conf-folder":
+                self.fresh()
+                if conf is None:
                     os.mkdir(self.conf)
                 else:
-                    self.write_conf("[General]\nonboarding.completed=true\n")
-                    with open(self.settings, "w") as f:
-                        f.write('{"n": 123456789012345678901234567890}')
-                before = self.settings_bytes()
-                app = self.start(kind)
+                    write(self.conf, conf)
+                if settings:
+                    write(self.settings, settings)
+                app = self.start(name.replace(" ", "-"))
                 wait_for(lambda: line in self.logged(app), repr(line), app)
                 wait_for(listening, "the hook server", app)
-                app.terminate()
-                self.assertEqual(app.wait(WAIT), 0)
-                self.assertEqual(self.settings_bytes(), before)
-                if kind == "conf-garbage":
+                self.stop(app)
+                self.assertEqual(self.settings_bytes(), settings and settings.encode())
+                if settings:
+                    lines = [n for n in self.logged(app).splitlines() if "settings.json" in n]
+                    self.assertEqual(len(lines), 1, self.logged(app))
+                    self.assertIn("Hollowmere: failed to write settings: ", lines[0])
+                if isinstance(conf, bytes):
                     kept = [n for n in os.listdir(os.path.dirname(self.conf))
                             if n.startswith("Hollowmere.conf.unreadable-")]
                     self.assertEqual(len(kept), 1)
 
-    # A second launch asks the running app to show Settings and leaves at once, exit 0.
-    def test_second_launch_hands_over(self):
+    # One instance: it answers from the user's rules, a second launch asks it to show Settings
+    # and leaves at once, and a crash leaves nothing that blocks the next start.
+    def test_one_instance_answers_hands_over_and_survives_a_crash(self):
+        write(self.settings, json.dumps({"permissions": {"allow": ["Read"]}, "theme": "dark"}))
         first = self.start("first")
         wait_for(listening, "the hook server", first)
+        read = {"kind": "permissionRequest", "sessionId": "s1", "cwd": "/tmp", "tool": "Read",
+                "toolInput": json.dumps({"file_path": "/etc/hosts"}), "timestamp": 0}
+        self.assertEqual(exchange(read), {"decision": "approve"})
+        stop = {"kind": "stop", "sessionId": "s1", "cwd": "/tmp", "timestamp": 1}
+        self.assertEqual(exchange(stop), {"decision": "passthrough"})
         second = self.start("second")
         self.assertEqual(second.wait(WAIT), 0, self.logged(second))
         self.assertNotIn("hook server", self.logged(second))
         self.assertIsNone(first.poll())
 
-    # A crash leaves the lock and the socket behind: the next launch takes them over.
-    def test_crash_leaves_nothing_that_blocks_the_next_start(self):
-        crashed = self.start("crashed")
-        wait_for(listening, "the hook server", crashed)
-        crashed.kill()
-        crashed.wait(WAIT)
-        self.assertTrue(os.path.exists(os.path.join(self.runtime, "hollowmere.lock")))
-        self.assertTrue(os.path.exists(os.path.join(self.runtime, "hollowmere.instance")))
+        first.kill()
+        first.wait(WAIT)
+        for name in ("hollowmere.lock", "hollowmere.instance"):
+            self.assertTrue(os.path.exists(os.path.join(self.runtime, name)), name)
         os.unlink(SOCKET)
         again = self.start("again")
         wait_for(listening, "the hook server", again)
-        third = self.start("third")
-        self.assertEqual(third.wait(WAIT), 0)  # and the new one answers later launches
+        self.assertEqual(self.start("third").wait(WAIT), 0)  # the new one answers later launches
         self.assertIsNone(again.poll())
-
-    # SIGTERM (logout, systemctl stop) ends it as Quit does: exit 0, preferences whole.
-    def test_terminate_is_an_orderly_quit(self):
-        self.write_conf("[General]\nonboarding.completed=true\nsoundsEnabled=false\n")
-        app = self.start()
-        wait_for(listening, "the hook server", app)
-        app.send_signal(signal.SIGTERM)
-        self.assertEqual(app.wait(WAIT), 0)
-        self.assertEqual(self.prefs().get("soundsEnabled"), "false")
 
 
 if __name__ == "__main__":

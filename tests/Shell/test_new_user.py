@@ -1,15 +1,11 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Hollowmere as a new user meets it, on a real X server (Xvfb, openbox, trayer, the AT-SPI bus):
-the onboarding walked through with clicks on controls found by their accessible names, the real
-Claude Code (pinned, against the scripted model API) showing up on the demo step, then the tray
-menu driven with the keyboard, a second launch, and the Connection tab over a settings file that
-others edit. Pictures of what was seen land in HOLLOWMERE_PICTURES (default: the test's folder).
-
-Run under tests/support/isolated.sh with /usr/bin/python3, one case per process:
-    test_new_user.py NewUserTest.test_first_start_walks_through_onboarding
-Needs HOLLOWMERE_BIN_DIR.
-"""
+# Hollowmere as a new user meets it on a private desktop with a tray (tests/support/desktop.py):
+# the onboarding walked through by clicking controls found by their accessible names, the real
+# Claude Code showing up on its demo step, the tray menu driven with the keyboard, a second
+# launch, and the Connection tab over a settings file that others edit. Pictures land in
+# HOLLOWMERE_PICTURES (default: the test's folder). One case per process, under
+# tests/support/isolated.sh with /usr/bin/python3.
 
 import configparser
 import json
@@ -18,8 +14,8 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
+from pathlib import Path
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
@@ -56,24 +52,27 @@ class NewUserTest(unittest.TestCase):
         self.desk.start()
         self.addCleanup(self.desk.stop)
 
-    # Helpers
-
-    def start_app(self, name="app"):
+    def start_app(self, name="app", completed=False):
+        if completed:
+            os.makedirs(os.path.dirname(self.conf))
+            with open(self.conf, "w") as f:
+                f.write("[General]\nonboarding.completed=true\n")
         app = self.desk.start_hollowmere(APP, self.home, notch=None,
                                          log=os.path.join(self.root, name + ".log"))
         self.addCleanup(app.stop)
         return app
 
-    def stop_app(self, app):
-        app.process.terminate()
-        self.assertEqual(app.process.wait(WAIT), 0, app.log())
-
     def command(self, *args):
-        return subprocess.run([APP, *args], env=self.desk.env(**self.app_env()),
-                              capture_output=True, text=True, timeout=WAIT)
+        done = subprocess.run([APP, *args], capture_output=True, text=True, timeout=WAIT,
+                              env=self.desk.env(HOME=self.home, XDG_CONFIG_HOME=self.config))
+        self.assertEqual(done.returncode, 0, done.stderr)
 
-    def app_env(self):
-        return dict(HOME=self.home, XDG_CONFIG_HOME=self.config)
+    def open_tray_menu(self):
+        """Right-clicks the docked icon; returns a focus log to read the menu's items by."""
+        focus = self.desk.focus_log()
+        x, y, width, height = self.desk.tray_icons()[0]
+        self.desk.click_at(x + width // 2, y + height // 2, button=3)
+        return focus
 
     def prefs(self):
         parser = configparser.RawConfigParser()
@@ -82,26 +81,18 @@ class NewUserTest(unittest.TestCase):
         return dict(parser["General"]) if parser.has_section("General") else {}
 
     def settings_json(self):
-        with open(self.settings, "rb") as f:
-            return f.read()
+        return Path(self.settings).read_bytes()
 
     def snap(self, name):
         self.desk.screenshot(os.path.join(self.pictures, "newuser-%s.png" % name))
 
     def press(self, app, name, role="push button"):
-        self.desk.click(self.settled(app, name, role))
+        self.desk.click(app.settled(name, role, WAIT))
 
-    def settled(self, app, name, role=None):
-        """The control once it stays put: a window the window manager is still placing reports
-        where it was a moment ago."""
-        where = None
-        for _ in range(int(WAIT / 0.3)):
-            control = app.find(name, role, timeout=WAIT)
-            if control.centre() == where:
-                return control
-            where = control.centre()
-            time.sleep(0.3)
-        return control
+    @staticmethod
+    def see(app, *names):
+        for name in names:
+            app.find(name, timeout=WAIT)
 
     def gone(self, app, name):
         return wait_until(lambda: not app.showing(lambda c: c.name == name), WAIT)
@@ -113,10 +104,7 @@ class NewUserTest(unittest.TestCase):
         self.snap("1-welcome")
         self.press(app, "Get started")
 
-        app.find("Connect to Claude Code", timeout=WAIT)
-        for event in ("PreToolUse", "Notification", "Stop"):
-            app.find(event, timeout=WAIT)
-        app.find(HOOK, timeout=WAIT)
+        self.see(app, "Connect to Claude Code", "PreToolUse", "Notification", "Stop", HOOK)
         self.snap("2-hooks")
         self.assertEqual(self.settings_json(), USERS_SETTINGS)
         self.press(app, "Install hooks")
@@ -125,9 +113,8 @@ class NewUserTest(unittest.TestCase):
         settings = json.loads(self.settings_json())
         self.assertEqual(settings["theme"], "dark")
         for event in ("PreToolUse", "Notification", "Stop"):
-            commands = [h["command"] for entry in settings["hooks"][event]
-                        for h in entry["hooks"]]
-            self.assertIn(HOOK, commands, event)
+            self.assertIn(HOOK, [h["command"] for entry in settings["hooks"][event]
+                                 for h in entry["hooks"]], event)
         self.assertTrue(os.path.exists(self.settings + ".hollowmere-backup"))
         # X11 needs no grant: the row says so and the way on is open.
         app.find("Granted", timeout=WAIT)
@@ -135,43 +122,37 @@ class NewUserTest(unittest.TestCase):
         self.snap("3-permissions")
         self.press(app, "Continue")
 
-        app.find("Try it out", timeout=WAIT)
-        app.find("Waiting for Claude…", timeout=WAIT)
-        app.find("I'll do this later", timeout=WAIT)
+        self.see(app, "Try it out", "Waiting for Claude…", "I'll do this later")
         self.snap("4-demo-waiting")
         # The user opens a terminal and starts Claude Code there; it stays open.
         script = [[{"type": "text", "text": "Hello from the stand-in."}]]
         api = claude_env.StandIn(script, self.root).__enter__()
         self.addCleanup(api.__exit__, None, None, None)
-        tmux = ["tmux", "-S", os.path.join(self.root, "tmux.sock")]
+        tmux, _ = claude_env.start_tmux(self.root, self.home, self.project, api.port, "Say hello.")
         self.addCleanup(subprocess.run, tmux + ["kill-server"], capture_output=True)
-        subprocess.run(tmux + ["new-session", "-d", "-x", "120", "-y", "40", "-c", self.project,
-                               claude_env.claude_binary(), "Say hello."],
-                       env=claude_env.claude_environment(self.home, api.port), check=True,
-                       timeout=WAIT)
         app.find("Session detected", timeout=90)
-        app.find("1 session detected", timeout=WAIT)
-        app.find("You're all set!", timeout=WAIT)
+        self.see(app, "1 session detected", "You're all set!")
         self.snap("5-demo-detected")
         self.assertNotIn("onboarding.completed", self.prefs())
         self.press(app, "Open Hollowmere")
 
         self.assertTrue(self.gone(app, "You're all set!"), "the onboarding window stayed")
         self.assertTrue(wait_until(lambda: self.prefs().get("onboarding.completed") == "true"))
-        self.stop_app(app)
+        app.process.terminate()
+        self.assertEqual(app.process.wait(WAIT), 0, app.log())
 
         again = self.start_app("again")
-        wait_until(lambda: "Hollowmere: ok: hooks already installed" in again.log(), WAIT)
-        self.assertIn("Hollowmere: ok: hooks already installed", again.log())
+        self.assertTrue(wait_until(
+            lambda: "Hollowmere: ok: hooks already installed" in again.log(), WAIT), again.log())
         self.assertNotIn("onboarding opened", again.log())
         self.assertIsNone(again.showing(lambda c: c.name == "Welcome to Hollowmere"))
 
-    # The tray menu with the keyboard, a tray host that comes and goes, and a second launch.
-    def test_tray_menu_and_second_launch(self):
-        os.makedirs(os.path.dirname(self.conf))
-        with open(self.conf, "w") as f:
-            f.write("[General]\nonboarding.completed=true\n")
-        app = self.start_app()
+    # The tray menu with the keyboard, a tray host that comes and goes, a second launch, and
+    # the Connection tab following the settings file as others edit it.
+    def test_tray_menu_second_launch_and_connection_tab(self):
+        app = self.start_app(completed=True)
+        backup = self.settings + ".hollowmere-backup"
+        self.assertTrue(wait_until(lambda: os.path.exists(backup), WAIT), app.log())
         self.assertTrue(wait_until(lambda: "tray icon shown" in app.log(), WAIT), app.log())
 
         # A panel that restarts: the icon goes with it and docks again in the new one.
@@ -186,9 +167,7 @@ class NewUserTest(unittest.TestCase):
         autostart = os.path.join(self.config, "autostart", "hollowmere.desktop")
         self.assertFalse(os.path.exists(autostart))
         for title, after in (("Start at login", True), ("Disable start at login", False)):
-            focus = self.desk.focus_log()
-            x, y, width, height = self.desk.tray_icons()[0]
-            self.desk.click_at(x + width // 2, y + height // 2, button=3)
+            focus = self.open_tray_menu()
             # Items are read as they take focus; the first is Settings, then start at login.
             self.desk.key("Down")
             first = focus.wait_for("Settings", "menu item")
@@ -201,39 +180,14 @@ class NewUserTest(unittest.TestCase):
             self.assertTrue(wait_until(lambda: os.path.exists(autostart) == after, WAIT), title)
         self.assertIsNone(app.process.poll())
 
-        second = subprocess.run([APP], env=self.desk.env(**self.app_env()),
-                                capture_output=True, text=True, timeout=WAIT)
-        self.assertEqual(second.returncode, 0, second.stderr)
+        self.command()  # a second launch hands over to the running app
         app.find("Settings", "heading", timeout=WAIT)
         self.snap("settings-from-second-launch")
-
-        # Quit from the menu: an orderly end, the preferences whole.
-        focus = self.desk.focus_log()
-        x, y, width, height = self.desk.tray_icons()[0]
-        self.desk.click_at(x + width // 2, y + height // 2, button=3)
-        for title in ("Settings", "Start at login", "Quit Hollowmere"):
-            self.desk.key("Down")
-            focus.wait_for(title, "menu item")
-        self.desk.key("Return")
-        focus.stop()
-        self.assertEqual(app.process.wait(WAIT), 0, app.log())
-        self.assertEqual(self.prefs().get("onboarding.completed"), "true")
-
-    # The Connection tab follows the settings file as others edit it.
-    def test_connection_tab_rules_and_restore(self):
-        os.makedirs(os.path.dirname(self.conf))
-        with open(self.conf, "w") as f:
-            f.write("[General]\nonboarding.completed=true\n")
-        app = self.start_app()
-        backup = self.settings + ".hollowmere-backup"
-        self.assertTrue(wait_until(lambda: os.path.exists(backup), WAIT), app.log())
-        self.assertEqual(subprocess.run([APP], env=self.desk.env(**self.app_env()),
-                                        timeout=WAIT).returncode, 0)
         self.press(app, "Connection", "page tab")
         app.find("Uninstall hooks", "push button", timeout=WAIT)
 
         rule = "Bash(git status:*)"
-        self.assertEqual(self.command("rules", "add", rule).returncode, 0)
+        self.command("rules", "add", rule)
         self.assertTrue(wait_until(lambda: len(self.rows(app, rule)) == 1, WAIT),
                         app.controls())
         # The same rule once more, by hand in an editor: one row, and one Revoke, for each.
@@ -252,7 +206,7 @@ class NewUserTest(unittest.TestCase):
         allow = json.loads(self.settings_json())["permissions"]["allow"]
         self.assertEqual(allow.count(rule), 1)
 
-        in_tab = self.settled(app, "Restore", "push button")
+        in_tab = app.settled("Restore", "push button", WAIT)
         self.desk.click(in_tab)
         app.find("Restore Claude Code settings from backup?", timeout=WAIT)
         self.snap("connection-restore-confirm")
@@ -265,6 +219,16 @@ class NewUserTest(unittest.TestCase):
         self.assertFalse(os.path.exists(backup))
         app.find("Install hooks", "push button", timeout=WAIT)
         self.snap("connection-restored")
+
+        # Quit from the menu: an orderly end, the preferences whole.
+        focus = self.open_tray_menu()
+        for title in ("Settings", "Start at login", "Quit Hollowmere"):
+            self.desk.key("Down")
+            focus.wait_for(title, "menu item")
+        self.desk.key("Return")
+        focus.stop()
+        self.assertEqual(app.process.wait(WAIT), 0, app.log())
+        self.assertEqual(self.prefs().get("onboarding.completed"), "true")
 
     @staticmethod
     def rows(app, rule):

@@ -113,71 +113,66 @@ private slots:
     }
 
     void parallelWritersKeepEveryRule() {
-        // Eight writers at once, fifty rules each: every read-modify-write must see the last.
+        // Four writers at once: every read-modify-write must see the others' last one.
         std::vector<std::unique_ptr<QProcess>> writers;
         QStringList expected;
-        for (int w = 0; w < 8; ++w) {
+        for (int w = 0; w < 4; ++w) {
             auto& p = writers.emplace_back(std::make_unique<QProcess>());
             p->setProcessEnvironment(environment());
             p->start("/bin/sh", {"-c",
-                                 "for i in $(seq 1 50); do \"$0\" rules add \"Bash(w$1-$i:*)\" "
+                                 "for i in $(seq 1 25); do \"$0\" rules add \"Bash(w$1-$i:*)\" "
                                  ">/dev/null || exit 1; done",
                                  m_binDir + "/hollowmere", QString::number(w)});
-            for (int i = 1; i <= 50; ++i)
+            for (int i = 1; i <= 25; ++i)
                 expected << QStringLiteral("Bash(w%1-%2:*)").arg(w).arg(i);
         }
         for (auto& p : writers) {
-            QVERIFY(p->waitForFinished(600000));
+            QVERIFY(p->waitForFinished(300000));
             QCOMPARE(p->exitCode(), 0);
         }
         QStringList listed = run({"rules", "list"}).out.split('\n', Qt::SkipEmptyParts);
-        QCOMPARE(listed.size(), 400);
         listed.sort();
         expected.sort();
         QCOMPARE(listed, expected);
     }
 
-    void usageErrors_data() {
-        QTest::addColumn<QStringList>("args");
-        QTest::newRow("unknown verb") << QStringList{"frobnicate"};
-        QTest::newRow("hooks extra") << QStringList{"hooks", "install", "now"};
-        QTest::newRow("rules alone") << QStringList{"rules"};
-        QTest::newRow("add empty pattern") << QStringList{"rules", "add", ""};
-        QTest::newRow("ask-when key name") << QStringList{"hooks", "ask-when", "claudeAsks"};
-    }
-
-    void usageErrors() {
-        QFETCH(QStringList, args);
-        const Result r = run(args);
-        QCOMPARE(r.code, 2);
-        QCOMPARE(r.out, QString());
-        QVERIFY(r.err.contains("usage: hollowmere"));
-        QVERIFY(!QFileInfo::exists(m_home->filePath(".claude")));
-    }
-
-    void helpAndVersion() {
+    // Usage, help, version, and a copy of the app without its hook: none of them creates
+    // anything under ~/.claude.
+    void answersWithoutTouchingClaude() {
         const QString version = QStringLiteral("Hollowmere " HOLLOWMERE_VERSION);
-        const Result help = run({"--help"});
-        QCOMPARE(help.code, 0);
-        QVERIFY2(help.out.startsWith(version + ": "), qPrintable(help.out));
-        QVERIFY(help.out.contains("\nusage: hollowmere"));
-        const Result r = run({"--version"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, version + "\n");
-        QCOMPARE(r.err, QString());
-    }
-
-    void hookMissingBesideACopy() {
         QTemporaryDir elsewhere;
         const QString copy = elsewhere.filePath("hollowmere");
         QVERIFY(QFile::copy(m_binDir + "/hollowmere", copy));
-        Result r = run({"hooks", "install"}, copy);
-        QCOMPARE(r.code, 1);
-        QCOMPARE(r.out, QStringLiteral("skip: hollowmere-hook not found next to app binary\n"));
-        QVERIFY(!QFileInfo::exists(m_home->filePath(".claude")));
-        r = run({"hooks", "status"}, copy);
-        QCOMPARE(r.code, 1);
-        QVERIFY(r.out.startsWith("not installed"));
+        const QString usage = "usage: hollowmere";
+        const QString noHook = "skip: hollowmere-hook not found next to app binary\n";
+        const struct {
+            QStringList args;
+            int code;
+            QString out; // its start
+            QString err; // a part of it
+            QString program = {};
+        } rows[] = {
+            {{"frobnicate"}, 2, "", usage},
+            {{"hooks", "install", "now"}, 2, "", usage},
+            {{"rules"}, 2, "", usage},
+            {{"rules", "add", ""}, 2, "", usage},
+            {{"hooks", "ask-when", "claudeAsks"}, 2, "", usage},
+            {{"--help"}, 0, version + ": ", ""},
+            {{"--version"}, 0, version + "\n", ""},
+            {{"hooks", "install"}, 1, noHook, "", copy},
+            {{"hooks", "status"}, 1, "not installed", "", copy},
+        };
+        for (const auto& row : rows) {
+            const Result r = run(row.args, row.program);
+            // A usage error says only that; --help adds the usage to its first line.
+            const bool said = (row.out.isEmpty() ? row.code != 2 || r.out.isEmpty()
+                                                 : r.out.startsWith(row.out)) &&
+                              (row.err.isEmpty() || r.err.contains(row.err)) &&
+                              (row.args != QStringList{"--help"} || r.out.contains("\n" + usage));
+            QVERIFY2(r.code == row.code && said && !QFileInfo::exists(m_home->filePath(".claude")),
+                     qPrintable(row.args.join(' ') + " → " + QString::number(r.code) + " " + r.out +
+                                r.err));
+        }
     }
 };
 

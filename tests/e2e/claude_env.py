@@ -1,17 +1,10 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Runs the real Claude Code offline: a temporary HOME it accepts without questions, the scripted
-stand-in model API on loopback, and print-mode runs against it.
-
-As a module (tests/e2e/test_claude_code.py uses it):
-    home = prepare_home(path, [project_cwd])
-    with StandIn(script, workdir) as api:
-        run = run_claude(home, project_cwd, api.port, "make done.txt")
-        run.result["permission_denials"], run.elapsed, api.tool_results()
-
-As a command (for tests in other languages; run it inside tests/support/isolated.sh):
-    claude_env.py prepare-home HOME [CWD...]
-"""
+# The real Claude Code offline: a temporary HOME it accepts without questions, the scripted
+# stand-in model API on loopback, print-mode runs and interactive ones in tmux, and
+# e2e_responder (the app's store and server) answering its hooks.
+# As a command, for tests in other languages (inside tests/support/isolated.sh):
+#     claude_env.py prepare-home HOME [CWD...]
 
 import json
 import os
@@ -39,17 +32,13 @@ def claude_binary():
 
 
 def prepare_home(home, cwds=()):
-    """Makes HOME ready for Claude Code: onboarding done, the key approved, the cwds trusted."""
+    # Onboarding done, the key approved, the cwds trusted.
     os.makedirs(os.path.join(home, ".claude"), exist_ok=True)
-    config = {
-        "hasCompletedOnboarding": True,
-        "customApiKeyResponses": {"approved": [API_KEY[-20:]], "rejected": []},
-        "projects": {os.path.realpath(c): {"hasTrustDialogAccepted": True,
-                                           "hasCompletedProjectOnboarding": True}
-                     for c in cwds},
-    }
+    trusted = {"hasTrustDialogAccepted": True, "hasCompletedProjectOnboarding": True}
     with open(os.path.join(home, ".claude.json"), "w", encoding="utf-8") as f:
-        json.dump(config, f, indent=2)
+        json.dump({"hasCompletedOnboarding": True,
+                   "customApiKeyResponses": {"approved": [API_KEY[-20:]], "rejected": []},
+                   "projects": {os.path.realpath(c): trusted for c in cwds}}, f, indent=2)
     return home
 
 
@@ -60,18 +49,20 @@ def transcript_path(home, cwd, session_id):
     return os.path.join(home, ".claude", "projects", project, session_id + ".jsonl")
 
 
-def transcript_lines(home, cwd, session_id):
-    """The session's transcript as parsed lines (empty when there is none)."""
-    path = transcript_path(home, cwd, session_id)
+def read_lines(path):
+    """The non-blank lines of a file that may not exist yet."""
     if not os.path.exists(path):
         return []
     with open(path, encoding="utf-8") as f:
-        return [json.loads(line) for line in f if line.strip()]
+        return [line for line in f if line.strip()]
+
+
+def transcript_lines(home, cwd, session_id):
+    return [json.loads(line) for line in read_lines(transcript_path(home, cwd, session_id))]
 
 
 def hook_errors(home, cwd, session_id):
-    """What Claude Code recorded as hook failures in the session's transcript: a hook that
-    exits non-zero leaves the tool results unchanged, so only the transcript tells."""
+    # A hook that exits non-zero leaves the tool results unchanged: only the transcript tells.
     errors = []
     for line in transcript_lines(home, cwd, session_id):
         attachment = line.get("attachment") or {}
@@ -84,33 +75,22 @@ def hook_errors(home, cwd, session_id):
 
 
 def claude_environment(home, port, extra=None):
-    """The parent's environment without anything of an outer Claude Code session or terminal,
-    pointed at the stand-in."""
+    # Nothing of an outer Claude Code session or terminal.
     dropped = ("CLAUDE", "ANTHROPIC", "TMUX", "TERM_PROGRAM", "ITERM_", "KITTY_", "WEZTERM_")
     env = {k: v for k, v in os.environ.items() if not k.startswith(dropped)}
-    env.update({
-        "HOME": home,
-        "ANTHROPIC_BASE_URL": "http://127.0.0.1:%d" % port,
-        "ANTHROPIC_API_KEY": API_KEY,
-        "CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC": "1",
-        "DISABLE_AUTOUPDATER": "1",
-    })
-    env.update(extra or {})
+    env.update(HOME=home, ANTHROPIC_BASE_URL="http://127.0.0.1:%d" % port,
+               ANTHROPIC_API_KEY=API_KEY, CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC="1",
+               DISABLE_AUTOUPDATER="1", **(extra or {}))
     return env
 
 
 class StandIn:
-    """The stand-in model API as a child process, for the life of a with-block."""
-
     def __init__(self, script, workdir):
-        self.workdir = workdir
         self.script_path = os.path.join(workdir, "standin-script.json")
         self.log_path = os.path.join(workdir, "standin-requests.jsonl")
         self.port_path = os.path.join(workdir, "standin-port")
         with open(self.script_path, "w", encoding="utf-8") as f:
             json.dump(script, f)
-        self.process = None
-        self.port = None
 
     def __enter__(self):
         for path in (self.log_path, self.port_path):
@@ -120,11 +100,9 @@ class StandIn:
             [PYTHON, os.path.join(HERE, "standin_api.py"), "--script", self.script_path,
              "--log", self.log_path, "--port-file", self.port_path],
             stdout=subprocess.DEVNULL)
-        deadline = time.monotonic() + 30
-        while not os.path.exists(self.port_path):
-            if self.process.poll() is not None or time.monotonic() > deadline:
-                raise RuntimeError("the stand-in model API did not start")
-            time.sleep(0.02)
+        exited = lambda: self.process.poll() is not None  # noqa: E731
+        if not wait_until(lambda: os.path.exists(self.port_path) or exited()) or exited():
+            raise RuntimeError("the stand-in model API did not start")
         with open(self.port_path, encoding="utf-8") as f:
             self.port = int(f.read())
         return self
@@ -134,23 +112,18 @@ class StandIn:
         self.process.wait(timeout=10)
 
     def requests(self):
-        """Every request the stand-in saw, oldest first, as {"method", "path", "body"}."""
-        if not os.path.exists(self.log_path):
-            return []
-        with open(self.log_path, encoding="utf-8") as f:
-            # A line without its newline is still being written: read it next time.
-            return [json.loads(line) for line in f if line.endswith("\n") and line.strip()]
-
-    def message_requests(self):
-        return [r for r in self.requests()
-                if r["method"] == "POST" and r["path"].split("?")[0].endswith("/v1/messages")
-                and isinstance(r["body"], dict) and r["body"].get("tools")]
+        # A line without its newline is still being written: read it next time.
+        return [json.loads(line) for line in read_lines(self.log_path) if line.endswith("\n")]
 
     def tool_results(self):
-        """Every tool_result block the model was sent, each once, in order."""
+        # Each once: every request repeats the conversation so far.
         seen, results = set(), []
-        for request in self.message_requests():
-            for message in request["body"].get("messages", []):
+        for request in self.requests():
+            body = request["body"]
+            path = request["path"].split("?")[0]
+            if not (isinstance(body, dict) and body.get("tools") and path.endswith("/v1/messages")):
+                continue
+            for message in body.get("messages", []):
                 content = message.get("content")
                 if message.get("role") != "user" or not isinstance(content, list):
                     continue
@@ -174,10 +147,8 @@ def tool_result_text(content):
 
 class ClaudeRun:
     def __init__(self, pid, returncode, stdout, stderr, elapsed):
-        self.pid = pid  # the claude process itself: the installed command is the native binary
-        self.returncode = returncode
-        self.stdout = stdout
-        self.stderr = stderr
+        # pid: the claude process itself (the installed command is the native binary).
+        self.pid, self.returncode, self.stdout, self.stderr = pid, returncode, stdout, stderr
         self.elapsed = elapsed  # seconds, wall clock
         try:
             self.result = json.loads(stdout)
@@ -193,7 +164,6 @@ class ClaudeRun:
 
 
 def run_claude(home, cwd, port, prompt, timeout=120, extra_env=None, args=()):
-    """One print-mode prompt; returns a ClaudeRun whatever the outcome."""
     command = [claude_binary(), "-p", prompt, "--output-format", "json", *args]
     start = time.monotonic()
     with subprocess.Popen(command, cwd=cwd, env=claude_environment(home, port, extra_env),
@@ -204,9 +174,68 @@ def run_claude(home, cwd, port, prompt, timeout=120, extra_env=None, args=()):
         except subprocess.TimeoutExpired:
             process.kill()
             stdout, stderr = process.communicate()
-            return ClaudeRun(process.pid, -1, stdout, stderr, time.monotonic() - start)
-        return ClaudeRun(process.pid, process.returncode, stdout, stderr,
-                         time.monotonic() - start)
+        return ClaudeRun(process.pid, process.returncode if process.returncode >= 0 else -1,
+                         stdout, stderr, time.monotonic() - start)
+
+
+def start_tmux(root, home, cwd, port, *args):
+    # Returns the tmux command prefix and a function that reads the screen.
+    tmux = ["tmux", "-S", os.path.join(root, "tmux.sock")]
+    subprocess.run(tmux + ["new-session", "-d", "-x", "160", "-y", "45", "-c", cwd,
+                           claude_binary(), *args], env=claude_environment(home, port),
+                   check=True, timeout=30)
+    return tmux, lambda: subprocess.run(tmux + ["capture-pane", "-p"], capture_output=True,
+                                        text=True, timeout=30).stdout
+
+
+def wait_until(predicate, timeout=30.0, interval=0.05):
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = predicate()
+        if value:
+            return value
+        time.sleep(interval)
+    return predicate()
+
+
+class Responder:
+    # e2e_responder: the app's store and server answering the nth prompt by the nth policy.
+
+    def __init__(self, home, policy, log_path, wait_ms=None, delay_ms=None, program=None,
+                 quiet=False):
+        self.log_path = log_path
+        command = [program or os.environ.get("HOLLOWMERE_E2E_RESPONDER", ""), "--policy", policy,
+                   "--log", log_path]
+        for option, value in (("--wait", wait_ms), ("--delay", delay_ms)):
+            command += [option, str(value)] if value is not None else []
+        self.process = subprocess.Popen(command, env=dict(os.environ, HOME=home),
+                                        stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL if quiet else None)
+        exited = lambda: self.process.poll() is not None  # noqa: E731
+        if not wait_until(lambda: self.lines("ready") or exited()) or exited():
+            raise RuntimeError("e2e_responder did not start (%s)" % self.process.poll())
+
+    def stop(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(timeout=10)
+
+    def lines(self, kind=None):
+        lines = [json.loads(line) for line in read_lines(self.log_path)]
+        return [line for line in lines if kind in (None, line["type"])]
+
+    def session(self, session_id, first_stopped=False):
+        # Or as right after its first stop: the just-finished mark is cleared seconds later.
+        reports = self.lines("sessions")
+        for line in (reports if first_stopped else reversed(reports)):
+            for s in line["sessions"]:
+                if s["sessionId"] == session_id and (s["stopped"] or not first_stopped):
+                    return s
+        return None
+
+    def events(self, session_id):
+        return [(e["kind"], e["tool"]) for e in self.lines("event")
+                if e["sessionId"] == session_id]
 
 
 if __name__ == "__main__":

@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The app's real hook path without its views: a SessionStore reading the real settings file
-// under $HOME and a HookServer on the real socket, with a scripted user in front of them.
+// The app's real hook path without its views: a SessionStore over the real settings file under
+// $HOME and a HookServer on the real socket, with a scripted user in front of them.
 //
-//   e2e_responder --policy approve|deny|always|none|crash|pick --log EVENTS.jsonl [--wait MS]
-//                 [--delay MS]
+//   e2e_responder --policy P[,P...] --log EVENTS.jsonl [--wait MS] [--delay MS]
 //
-// Each pending prompt is answered by the policy (deny says "User denied", as the prompt card
-// does; pick approves with the last offered choice; none leaves it to time out; crash ends the
-// process at once, holding the connection and leaving the socket file behind, as an app that dies
-// mid-prompt would). Every hook event the store recorded, every prompt and every change of the
-// sessions is appended to the log as one JSON line, for the test to read. The line {"type":"ready"}
-// is written once the server listens. --wait shortens the server's 25 s answer wait, for cases
-// that only need to see what happens when nobody answers; --delay answers each prompt that long
-// after it appeared, as a user would.
+// The nth prompt is answered by the nth policy (the last one repeats): approve, deny (with "User
+// denied", as the prompt card says), always, pick (approve with the last offered choice), none
+// (left to time out), crash (exit at once holding the connection, the socket file left behind,
+// as an app that dies mid-prompt). Hook events, prompts and session changes are appended to the
+// log as JSON lines after {"type":"ready"}. --wait shortens the server's 25 s answer wait;
+// --delay answers each prompt that long after it appeared, as a user would.
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -22,6 +19,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
@@ -32,7 +30,7 @@
 
 namespace {
 
-enum class Policy { approve, deny, always, none, crash, pick };
+const QStringList policyNames{"approve", "deny", "always", "none", "crash", "pick"};
 
 class EventLog {
 public:
@@ -52,15 +50,9 @@ private:
 };
 
 QString statusName(const Status& status) {
-    switch (status.kind) {
-    case Status::Kind::idle:
-        return "idle";
-    case Status::Kind::working:
-        return "working";
-    case Status::Kind::waitingForUser:
-        return "waitingForUser";
-    }
-    return {};
+    return status.isWaiting()                     ? "waitingForUser"
+           : status.kind == Status::Kind::working ? "working"
+                                                  : "idle";
 }
 
 QJsonObject describe(const Session& s) {
@@ -68,8 +60,7 @@ QJsonObject describe(const Session& s) {
                   {"cwd", s.cwd},
                   {"status", statusName(s.status)},
                   {"justFinished", s.justFinishedAt.has_value()},
-                  {"stopped", s.lastStoppedAt.has_value()},
-                  {"historyCount", int(s.history.size())}};
+                  {"stopped", s.lastStoppedAt.has_value()}};
     if (s.claudePid)
         o["claudePid"] = *s.claudePid;
     if (s.status.prompt) {
@@ -82,8 +73,8 @@ QJsonObject describe(const Session& s) {
 
 class Responder : public QObject {
 public:
-    Responder(SessionStore* store, Policy policy, EventLog* log, int delayMs)
-        : m_store(store), m_policy(policy), m_log(log), m_delayMs(delayMs) {
+    Responder(SessionStore* store, QStringList policies, EventLog* log, int delayMs)
+        : m_store(store), m_policies(std::move(policies)), m_log(log), m_delayMs(delayMs) {
         connect(store, &SessionStore::sessionsChanged, this, &Responder::onChanged);
     }
 
@@ -99,7 +90,10 @@ private:
             if (m_seenPrompts.insert(s.status.prompt->id).second) {
                 m_log->write({{"type", "prompt"}, {"session", describe(s)}});
                 // Answered from the event loop, as a click would be, not inside the signal.
-                QTimer::singleShot(m_delayMs, this, [this, id = s.sessionId] { answer(id); });
+                const QString policy =
+                    m_policies[std::min(qsizetype(m_seenPrompts.size()), m_policies.size()) - 1];
+                QTimer::singleShot(m_delayMs, this,
+                                   [this, policy, id = s.sessionId] { answer(id, policy); });
             }
         }
     }
@@ -117,63 +111,31 @@ private:
         }
     }
 
-    void answer(const QString& sessionId) {
-        switch (m_policy) {
-        case Policy::approve:
-            m_store->resolve(sessionId, HookDecision{HookDecision::Decision::approve, {}, {}});
-            break;
-        case Policy::deny:
-            m_store->resolve(sessionId,
-                             HookDecision{HookDecision::Decision::deny, "User denied", {}});
-            break;
-        case Policy::always:
-            m_store->resolveAlways(sessionId);
-            break;
-        case Policy::pick: {
-            // Approve with the last offered choice picked, as the prompt card does when it offers
-            // some.
-            const Session* s = m_store->session(sessionId);
-            if (!s || !s->status.prompt)
-                break;
-            const auto& offered = s->status.prompt->event.suggestions;
-            m_store->resolve(sessionId,
-                             HookDecision{HookDecision::Decision::approve,
-                                          {},
-                                          offered && !offered->empty()
-                                              ? std::optional<std::string>(offered->back())
-                                              : std::nullopt});
-            break;
-        }
-        case Policy::none:
-            break;
-        case Policy::crash:
+    void answer(const QString& sessionId, const QString& policy) {
+        const Session* s = m_store->session(sessionId);
+        if (!s || !s->status.prompt || policy == "none")
+            return;
+        if (policy == "crash")
             std::_Exit(3);
-        }
+        if (policy == "always")
+            return m_store->resolveAlways(sessionId);
+        HookDecision decision{HookDecision::Decision::approve, {}, {}};
+        if (policy == "deny")
+            decision = {HookDecision::Decision::deny, "User denied", {}};
+        // pick: the last offered choice, as the prompt card does when it offers some.
+        const auto& offered = s->status.prompt->event.suggestions;
+        if (policy == "pick" && offered && !offered->empty())
+            decision.picked = offered->back();
+        m_store->resolve(sessionId, decision);
     }
 
     SessionStore* m_store;
-    Policy m_policy;
+    QStringList m_policies;
     EventLog* m_log;
     int m_delayMs;
     std::set<QUuid> m_seenPrompts;
     std::set<QUuid> m_seenHistory;
 };
-
-std::optional<Policy> policyFromString(const QString& s) {
-    if (s == "approve")
-        return Policy::approve;
-    if (s == "deny")
-        return Policy::deny;
-    if (s == "always")
-        return Policy::always;
-    if (s == "none")
-        return Policy::none;
-    if (s == "crash")
-        return Policy::crash;
-    if (s == "pick")
-        return Policy::pick;
-    return std::nullopt;
-}
 
 } // namespace
 
@@ -187,13 +149,13 @@ int main(int argc, char** argv) {
         return at > 0 && at + 1 < args.size() ? args[at + 1].toInt() : fallback;
     };
     const std::chrono::milliseconds wait(number("--wait", 25000));
-    const auto policy = policyAt > 0 && policyAt + 1 < args.size()
-                            ? policyFromString(args[policyAt + 1])
-                            : std::nullopt;
-    if (!policy || logAt < 0 || logAt + 1 >= args.size()) {
-        std::fprintf(stderr,
-                     "usage: e2e_responder --policy approve|deny|always|none|crash|pick --log FILE "
-                     "[--wait MS] [--delay MS]\n");
+    const QStringList policies =
+        policyAt > 0 && policyAt + 1 < args.size() ? args[policyAt + 1].split(',') : QStringList{};
+    const bool known = std::all_of(policies.begin(), policies.end(),
+                                   [](const QString& p) { return policyNames.contains(p); });
+    if (policies.isEmpty() || !known || logAt < 0 || logAt + 1 >= args.size()) {
+        std::fprintf(stderr, "usage: e2e_responder --policy approve|deny|always|none|crash|pick"
+                             "[,...] --log FILE [--wait MS] [--delay MS]\n");
         return 2;
     }
     EventLog log(args[logAt + 1]);
@@ -201,7 +163,7 @@ int main(int argc, char** argv) {
     SessionStore store;
     store.reloadAllowPatterns();
     store.watchAllowPatterns();
-    Responder responder(&store, *policy, &log, number("--delay", 0));
+    Responder responder(&store, policies, &log, number("--delay", 0));
     HookServer server(&store, socketPath, wait);
     try {
         server.start();
@@ -209,8 +171,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "e2e_responder: hook server failed: %s\n", e.what());
         return 1;
     }
-    log.write(
-        {{"type", "ready"}, {"allowPatterns", QJsonArray::fromStringList(store.allowPatterns())}});
+    log.write({{"type", "ready"}});
 
     // A test killed by its time-out must not leave a server on its socket.
     QTimer parentWatch;

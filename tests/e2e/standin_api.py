@@ -4,23 +4,11 @@
 
     standin_api.py --script SCRIPT.json [--log REQUESTS.jsonl] [--port-file FILE] [--port N]
 
-Listens on 127.0.0.1 (port 0 picks a free one; the chosen port is printed as "PORT <n>" on
-standard output and written to --port-file). Answers:
-  POST .../v1/messages               the scripted turn, streamed as server-sent events (or one
-                                     JSON message when the request does not ask for a stream)
-  POST .../v1/messages/count_tokens  {"input_tokens": N}
-  anything else                      {}
-Every request is appended to the log as one JSON line {"method", "path", "body"}.
-
-The script is either a list of turns (used for every conversation) or
-{"conversations": [{"prompt_contains": "...", "turns": [...]}, ...], "turns": [...]}, where the
-first conversation whose text occurs in the first user message wins and the top-level "turns"
-is the fallback. A turn is a list of blocks:
-  {"type": "text", "text": "..."}
-  {"type": "tool_use", "name": "Bash", "input": {"command": "touch done.txt", "description": "..."}}
-The turn answered is the number of assistant messages already in the request, so a retried
-request gets the same answer and a tool_result moves on to the next turn. Past the last turn,
-and for requests that offer no tools (titles, summaries), the answer is a short end_turn text.
+The script is a list of turns, or {"conversations": [{"prompt_contains", "turns"}...], "turns"}
+where the first conversation whose text is in the first user message wins. A turn is a list of
+text and tool_use blocks; the turn answered is the number of assistant messages in the request,
+so a retry gets the same answer. Past the last turn, and for requests without tools (titles),
+the answer is a short end_turn text. Every request is logged as {"method", "path", "body"}.
 """
 
 import argparse
@@ -36,16 +24,10 @@ DONE_TEXT = "Done."
 
 
 def first_user_text(messages):
-    for message in messages:
-        if message.get("role") != "user":
-            continue
-        content = message.get("content")
-        if isinstance(content, str):
-            return content
-        if isinstance(content, list):
-            return "\n".join(b.get("text", "") for b in content if isinstance(b, dict))
-        return ""
-    return ""
+    content = next((m.get("content") for m in messages if m.get("role") == "user"), "")
+    if isinstance(content, list):
+        return "\n".join(b.get("text", "") for b in content if isinstance(b, dict))
+    return content if isinstance(content, str) else ""
 
 
 class Script:
@@ -55,20 +37,13 @@ class Script:
         self.conversations = data.get("conversations", [])
         self.fallback = data.get("turns", [])
 
-    def turns_for(self, messages):
-        prompt = first_user_text(messages)
-        for conversation in self.conversations:
-            if conversation.get("prompt_contains", "") in prompt:
-                return conversation.get("turns", [])
-        return self.fallback
-
     def blocks_for(self, body):
         messages = body.get("messages") or []
-        if not body.get("tools"):
-            return [{"type": "text", "text": DONE_TEXT}]
-        turns = self.turns_for(messages)
+        prompt = first_user_text(messages)
+        turns = next((c.get("turns", []) for c in self.conversations
+                      if c.get("prompt_contains", "") in prompt), self.fallback)
         turn = sum(1 for m in messages if m.get("role") == "assistant")
-        if turn < len(turns):
+        if body.get("tools") and turn < len(turns):
             return turns[turn]
         return [{"type": "text", "text": DONE_TEXT}]
 
@@ -84,11 +59,9 @@ class StandIn(ThreadingHTTPServer):
         self.ids = itertools.count(1)
 
     def log_request_body(self, method, path, body):
-        if not self.log_path:
-            return
-        line = json.dumps({"method": method, "path": path, "body": body})
-        with self.log_lock, open(self.log_path, "a", encoding="utf-8") as f:
-            f.write(line + "\n")
+        if self.log_path:
+            with self.log_lock, open(self.log_path, "a", encoding="utf-8") as f:
+                f.write(json.dumps({"method": method, "path": path, "body": body}) + "\n")
 
     def next_id(self, prefix):
         return "%s_standin%06d" % (prefix, next(self.ids))
@@ -100,7 +73,6 @@ def usage(output_tokens=0):
 
 
 def materialise(server, blocks):
-    """The script's blocks as API content blocks, tool uses with fresh ids."""
     content = []
     for block in blocks:
         if block.get("type") == "tool_use":
@@ -121,17 +93,13 @@ def stream_events(message_id, model, content, stop):
         "id": message_id, "type": "message", "role": "assistant", "model": model,
         "content": [], "stop_reason": None, "stop_sequence": None, "usage": usage(1)}})]
     for index, block in enumerate(content):
-        if block["type"] == "tool_use":
-            start = {"type": "tool_use", "id": block["id"], "name": block["name"], "input": {}}
-            delta = {"type": "input_json_delta", "partial_json": json.dumps(block["input"])}
-        else:
-            start = {"type": "text", "text": ""}
-            delta = {"type": "text_delta", "text": block["text"]}
-        out.append(sse("content_block_start",
-                       {"type": "content_block_start", "index": index, "content_block": start}))
-        out.append(sse("content_block_delta",
-                       {"type": "content_block_delta", "index": index, "delta": delta}))
-        out.append(sse("content_block_stop", {"type": "content_block_stop", "index": index}))
+        tool = block["type"] == "tool_use"
+        start = dict(block, input={}) if tool else {"type": "text", "text": ""}
+        delta = {"type": "input_json_delta", "partial_json": json.dumps(block["input"])} if tool \
+            else {"type": "text_delta", "text": block["text"]}
+        for kind, extra in (("content_block_start", {"content_block": start}),
+                            ("content_block_delta", {"delta": delta}), ("content_block_stop", {})):
+            out.append(sse(kind, dict(type=kind, index=index, **extra)))
     out.append(sse("message_delta", {"type": "message_delta",
                                      "delta": {"stop_reason": stop, "stop_sequence": None},
                                      "usage": {"output_tokens": 5}}))

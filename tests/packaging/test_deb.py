@@ -1,30 +1,26 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The .deb as a user gets it: cpack builds it from this build tree into a scratch directory, the
-Debian tools judge it, and the app and hook unpacked from it work from their installed paths:
-`hooks install` names the unpacked hook, the real Claude Code's Stop event reaches the app through
-it, and an entry left by a build tree is replaced when the unpacked app starts.
-
-Run inside tests/support/isolated.sh (it owns /tmp/hollowmere.sock). Needs HOLLOWMERE_BUILD_DIR,
-HOLLOWMERE_SOURCE_DIR, HOLLOWMERE_VERSION and HOLLOWMERE_E2E_RESPONDER."""
+# The .deb as a user gets it: cpack builds it from this build tree into a scratch directory, the
+# Debian tools judge it, and the app and hook unpacked from it work from their installed paths
+# with the real Claude Code. Inside tests/support/isolated.sh (it owns /tmp/hollowmere.sock).
 
 import glob
 import gzip
 import json
 import os
 import shutil
-import socket
 import subprocess
 import sys
 import tempfile
 import unittest
+from pathlib import Path
 
 BUILD = os.environ["HOLLOWMERE_BUILD_DIR"]
 SOURCE = os.environ["HOLLOWMERE_SOURCE_DIR"]
 VERSION = os.environ["HOLLOWMERE_VERSION"]
 sys.path.insert(0, os.path.join(SOURCE, "tests", "e2e"))
 import claude_env  # noqa: E402
-from test_claude_code import Responder, wait_until  # noqa: E402
+from claude_env import Responder, wait_until  # noqa: E402
 
 APP_ID = "app.hollowmere.Hollowmere"
 SOCKET = "/tmp/hollowmere.sock"
@@ -56,29 +52,22 @@ class DebianPackage(unittest.TestCase):
         if built.returncode != 0:
             shutil.rmtree(cls.scratch, True)
             raise AssertionError("cpack failed:\n" + built.stdout + built.stderr)
-        cls.cpack_log = built.stdout
         cls.arch = run("dpkg", "--print-architecture").stdout.strip()
         cls.deb = os.path.join(cls.scratch, "hollowmere_%s_%s.deb" % (VERSION, cls.arch))
         cls.root = os.path.join(cls.scratch, "root")
-        if os.path.exists(cls.deb):
-            subprocess.run(["dpkg-deb", "-x", cls.deb, cls.root], check=True)
+        subprocess.run(["dpkg-deb", "-x", cls.deb, cls.root], check=True)
         cls.bin = os.path.join(cls.root, "usr", "bin")
 
     @classmethod
     def tearDownClass(cls):
         shutil.rmtree(cls.scratch, True)
 
-    def setUp(self):
-        self.assertTrue(os.path.exists(self.deb), os.listdir(self.scratch))
-
-    def field(self, name):
-        return run("dpkg-deb", "--field", self.deb, name).stdout.strip()
-
-    def test_control_fields_and_computed_dependencies(self):
-        self.assertEqual(self.field("Package"), "hollowmere")
-        self.assertEqual(self.field("Version"), VERSION)
-        self.assertEqual(self.field("Architecture"), self.arch)
-        depends = [d.strip() for d in self.field("Depends").split(",")]
+    def test_control_fields_dependencies_and_lintian(self):
+        def field(name):
+            return run("dpkg-deb", "--field", self.deb, name).stdout.strip()
+        self.assertEqual((field("Package"), field("Version"), field("Architecture")),
+                         ("hollowmere", VERSION, self.arch))
+        depends = [d.strip() for d in field("Depends").split(",")]
         names = {d.split()[0] for d in depends}
         # dpkg-shlibdeps: linked libraries, with the versions the binaries need.
         for library in ("libc6", "libqt6core6", "libqt6gui6", "libpulse0", "libsimdjson14"):
@@ -87,9 +76,8 @@ class DebianPackage(unittest.TestCase):
         # qmlimportscanner and dpkg: what Qt loads at run time.
         for module in ("qml6-module-qtquick", "qml6-module-qtquick-shapes", "libqt6svg6"):
             self.assertIn(module, names, depends)
-        self.assertIn("pulseaudio-utils", self.field("Recommends"))
+        self.assertIn("pulseaudio-utils", field("Recommends"))
 
-    def test_lintian_finds_no_errors_or_warnings(self):
         checked = run("lintian", "--tag-display-limit", "0", self.deb)
         # Warnings too: a desktop entry naming /usr/local was one.
         errors = [line for line in checked.stdout.splitlines() if line[:2] in ("E:", "W:")]
@@ -100,16 +88,14 @@ class DebianPackage(unittest.TestCase):
         desktop = os.path.join(share, "applications", "hollowmere.desktop")
         checked = run("desktop-file-validate", desktop)
         self.assertEqual((checked.returncode, checked.stdout), (0, ""), checked.stderr)
-        with open(desktop, encoding="utf-8") as f:
-            entry = f.read()
+        entry = Path(desktop).read_text(encoding="utf-8")
         self.assertIn("\nExec=/usr/bin/hollowmere\n", entry)
         self.assertIn("\nIcon=hollowmere\n", entry)
 
         metainfo = os.path.join(share, "metainfo", APP_ID + ".metainfo.xml")
         checked = run("appstreamcli", "validate", "--no-net", "--explain", metainfo)
         self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
-        with open(metainfo, encoding="utf-8") as f:
-            text = f.read()
+        text = Path(metainfo).read_text(encoding="utf-8")
         self.assertIn("<id>%s</id>" % APP_ID, text)
         self.assertIn('<launchable type="desktop-id">hollowmere.desktop</launchable>', text)
         # The newest release is this version, with the notes CHANGELOG.md gives it.
@@ -136,8 +122,7 @@ class DebianPackage(unittest.TestCase):
         doc = os.path.join(usr, "share", "doc", "hollowmere")
         with gzip.open(os.path.join(doc, "changelog.gz"), "rt") as f:
             self.assertEqual(f.readline(), "hollowmere (%s) unstable; urgency=medium\n" % VERSION)
-        with open(os.path.join(doc, "copyright"), encoding="utf-8") as f:
-            copyright_text = f.read()
+        copyright_text = Path(doc, "copyright").read_text(encoding="utf-8")
         # Every bundled symbol icon is accounted for under its own licence.
         symbols = glob.glob(os.path.join(SOURCE, "Hollowmere", "Platform", "Linux", "symbols",
                                          "*.svg"))
@@ -201,15 +186,10 @@ class DebianPackage(unittest.TestCase):
                                    stderr=subprocess.STDOUT)
         self.addCleanup(stop, app)
 
-        def listening():
-            with socket.socket(socket.AF_UNIX) as s:
-                return s.connect_ex(SOCKET) == 0
-
-        self.assertTrue(wait_until(lambda: listening() or app.poll() is not None, 60))
-        with open(log_path) as f:
-            logged = f.read()
         hook = os.path.join(self.bin, "hollowmere-hook")
-        self.assertIn("Hollowmere: installed hooks → " + hook, logged)
+        self.assertTrue(wait_until(lambda: "hook server listening" in Path(log_path).read_text()
+                                   or app.poll() is not None, 60))
+        self.assertIn("Hollowmere: installed hooks → " + hook, Path(log_path).read_text())
         with open(settings, encoding="utf-8") as f:
             hooks = json.load(f)["hooks"]
         for event in EVENTS:
