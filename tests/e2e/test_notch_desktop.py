@@ -144,13 +144,13 @@ class NotchDesktopTest(E2ECase):
         self.desk.key("XF86AudioRaiseVolume")
         pressed = time.monotonic()
         self.app.find("Volume 56%", timeout=LONG)
-        self.assertEqual(self.desk.sink_volume(sink), 56)
-        self.save_screen("hud")
         # The session notch makes way (its hide animation may still be running at this point)
-        # and comes back once the flash is over, not before.
+        # and comes back once the flash is over, not before. Looked at first: the flash is short.
         self.assertTrue(wait_until(lambda: self.app.showing(
             lambda c: c.name.startswith("Claude Code")) is None, KEY_FLASH / 2, 0.05),
             self.app.controls())
+        self.save_screen("hud")
+        self.assertEqual(self.desk.sink_volume(sink), 56)
         back = wait_until(lambda: self.app.showing(
             lambda c: c.name == "Claude Code, 1 session"), LONG, 0.1)
         self.assertIsNotNone(back, self.app.controls())
