@@ -1,36 +1,235 @@
 // SPDX-License-Identifier: MIT
-// The notch's derived texts, as tables.
+// The notch's derived texts as tables: ages, and the prompt card's header, bodies and buttons over
+// hook events.
 #include <QtTest>
 
+#include "Notch/NotchPalette.h"
+#include "Notch/PromptCardRules.h"
 #include "Notch/RelativeTime.h"
+
+using namespace PromptCardRules;
+
+namespace {
+
+const Context inProject{"/work/app", "/home/ann", std::nullopt, 1};
+
+HookEvent makeEvent(HookEvent::Kind kind, std::optional<std::string> tool,
+                    std::optional<std::string> input = std::nullopt,
+                    std::optional<std::string> message = std::nullopt) {
+    HookEvent e;
+    e.kind = kind;
+    e.sessionId = "s1";
+    e.cwd = "/work/app";
+    e.tool = std::move(tool);
+    e.toolInput = std::move(input);
+    e.message = std::move(message);
+    return e;
+}
+
+HookEvent request(const std::string& tool, std::optional<std::string> input) {
+    return makeEvent(HookEvent::Kind::permissionRequest, tool, std::move(input));
+}
+
+HookEvent bash(const std::string& command) {
+    return request("Bash", R"({"command":")" + command + R"("})");
+}
+
+// Markers and texts of a body's lines, one "marker number text" string each.
+QStringList described(const Body& body) {
+    QStringList out;
+    for (const DiffLine& l : body.lines)
+        out << QStringLiteral("%1 %2 %3").arg(l.marker).arg(l.lineNumber).arg(l.text);
+    return out;
+}
+
+} // namespace
 
 class TestNotchTexts : public QObject {
     Q_OBJECT
 private slots:
-    void relativeTime_data();
     void relativeTime();
+    void headers();
+    void bodies();
+    void buttons();
 };
 
-void TestNotchTexts::relativeTime_data() {
-    QTest::addColumn<qint64>("ms");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<qint64>("untilChange");
-    QTest::newRow("59.9 s") << 59900LL << "now" << 1LL;
-    QTest::newRow("60 s") << 60000LL << "1m" << 60LL;
-    QTest::newRow("5 m 30 s") << 330000LL << "5m" << 30LL;
-    QTest::newRow("3599 s") << 3599000LL << "59m" << 1LL;
-    QTest::newRow("1 h") << 3600000LL << "1h" << 3600LL;
-    QTest::newRow("a day less a second") << 86399000LL << "23h" << 1LL;
-    QTest::newRow("1 d") << 86400000LL << "1d" << 86400LL;
-    QTest::newRow("clock set back") << -5000LL << "now" << 65LL;
+void TestNotchTexts::relativeTime() {
+    // Time passed, its text, and the seconds until that text changes.
+    const std::tuple<qint64, QString, qint64> rows[] = {
+        {59900, "now", 1},       {60000, "1m", 60},     {330000, "5m", 30},
+        {3599000, "59m", 1},     {3600000, "1h", 3600}, {86399000, "23h", 1},
+        {86400000, "1d", 86400}, {-5000, "now", 65}, // the clock set back
+    };
+    const QDateTime then = QDateTime::fromMSecsSinceEpoch(1700000000000LL, Qt::UTC);
+    for (const auto& [ms, text, untilChange] : rows) {
+        const qint64 seconds = RelativeTime::elapsedSeconds(then, then.addMSecs(ms));
+        QCOMPARE(RelativeTime::text(seconds), text);
+        QCOMPARE(RelativeTime::secondsUntilChange(seconds), untilChange);
+    }
 }
 
-void TestNotchTexts::relativeTime() {
-    QFETCH(qint64, ms);
-    const QDateTime then = QDateTime::fromMSecsSinceEpoch(1700000000000LL, Qt::UTC);
-    const qint64 seconds = RelativeTime::elapsedSeconds(then, then.addMSecs(ms));
-    QTEST(RelativeTime::text(seconds), "text");
-    QTEST(RelativeTime::secondsUntilChange(seconds), "untilChange");
+void TestNotchTexts::headers() {
+    const std::string forty(40, 'x');
+    // 39 letters and a family emoji of seven code points: the emoji is the 40th character.
+    const std::string emoji = std::string(39, 'a') +
+                              "\xF0\x9F\x91\xA8\xE2\x80\x8D\xF0\x9F\x91\xA9\xE2\x80\x8D"
+                              "\xF0\x9F\x91\xA7z";
+    const QString claude = QStringLiteral("Claude · ");
+    // clang-format off
+    const std::tuple<const char*, HookEvent, QString> subtitles[] = {
+        {"40 characters whole", bash(forty), claude + forty.c_str()},
+        {"41 cut", bash(forty + "y"), claude + forty.c_str() + "…"},
+        {"lines flattened", bash("make\\nmake test"), claude + "make make test"},
+        {"emoji kept whole", bash(emoji), claude + QString(39, 'a') + QString::fromUtf8("👨‍👩‍👧…")},
+        {"no command", request("Bash", R"({"cmd":"ls"})"), claude + "shell"},
+        {"input not JSON", request("Bash", "ls -la"), claude + "shell"},
+        {"inside the project", request("Edit", R"({"file_path":"/work/app/src/a.cpp"})"), claude + "src/a.cpp"},
+        {"the project itself", request("Write", R"({"file_path":"/work/app"})"), claude + "."},
+        {"a sibling folder", request("Edit", R"({"file_path":"/work/apple/b.txt"})"), claude + "/work/apple/b.txt"},
+        {"under home", request("Read", R"({"file_path":"/home/ann/notes.md"})"), claude + "read ~/notes.md"},
+        {"read without path", request("Read", "[1]"), claude + "read"},
+        {"edit without path", request("MultiEdit", "{}"), claude + "multiedit"},
+        {"other tool", request("WebFetch", "{}"), claude + "webfetch"},
+        {"notification", makeEvent(HookEvent::Kind::notification, "notification"), "Claude"},
+        {"stop", makeEvent(HookEvent::Kind::stop, "stop"), "Claude"},
+        {"notification about a tool", makeEvent(HookEvent::Kind::notification, "Bash", R"({"command":"ls"})"), claude + "ls"},
+    };
+    // clang-format on
+    for (const auto& [what, event, subtitle] : subtitles)
+        QVERIFY2(headerSubtitle(event, inProject) == subtitle,
+                 qPrintable(what + QString(": ") + headerSubtitle(event, inProject)));
+    // The model, then the count of prompts waiting from two on.
+    QCOMPARE(headerSubtitle(bash("ls"), {"/work/app", "/home/ann", "claude-sonnet-4-5", 2}),
+             QString("Claude · claude-sonnet-4-5 · 2 actions pending"));
+
+    QCOMPARE(headerTitle(request("Bash", std::nullopt)), QString("Permission requested"));
+    QCOMPARE(headerTitle(makeEvent(HookEvent::Kind::notification, std::nullopt, std::nullopt,
+                                   "Claude needs your permission\nto use Bash")),
+             QString("Claude needs your permission"));
+    QCOMPARE(headerTitle(makeEvent(HookEvent::Kind::notification, std::nullopt)),
+             QString("Notification"));
+    QCOMPARE(headerTitle(makeEvent(HookEvent::Kind::stop, "stop")), QString("Done"));
+}
+
+void TestNotchTexts::bodies() {
+    // Command lines after "$", old lines after the minus sign, new ones after "+", numbered; the
+    // file's path shortened as in the subtitle.
+    const QString minus(QChar(0x2212));
+    struct Row {
+        HookEvent event;
+        BodyKind kind;
+        QString path;
+        QStringList lines;
+    };
+    const Row rows[] = {
+        {request("Bash", R"({"command":"cd src\nmake","description":"Build"})"),
+         BodyKind::bash,
+         "",
+         {"$ 1 cd src", "$ 2 make"}},
+        {request("Edit",
+                 R"({"file_path":"/work/app/a.txt","old_string":"one\n","new_string":"uno"})"),
+         BodyKind::diff,
+         "a.txt",
+         {minus + " 1 one", minus + " 2 ", "+ 1 uno"}},
+        {request("MultiEdit",
+                 R"({"file_path":"/work/app/a","edits":[{"old_string":"a","new_string":"b"},)"
+                 R"({"old_string":"c","new_string":"d"}]})"),
+         BodyKind::diff,
+         "a",
+         {minus + " 1 a", "+ 1 b", minus + " 1 c", "+ 1 d"}},
+        {request("Write", R"({"file_path":"/home/ann/x.md","content":"# X\n\nend"})"),
+         BodyKind::write,
+         "~/x.md",
+         {"+ 1 # X", "+ 2 ", "+ 3 end"}},
+        // Without content only the file is named.
+        {request("Write", R"({"file_path":"/work/app/x.md"})"), BodyKind::path, "x.md", {}},
+    };
+    for (const Row& row : rows) {
+        const Body b = body(row.event, inProject);
+        QCOMPARE(b.kind, row.kind);
+        QCOMPARE(b.path, row.path);
+        QCOMPARE(described(b), row.lines);
+    }
+    // The command's "$" in the accent, untinted, its description below; a diff's sides tinted
+    // red and green.
+    Body b = body(rows[0].event, inProject);
+    QCOMPARE(b.lines[0].markerColor, NotchPalette::accent());
+    QVERIFY(!b.lines[0].backgroundTint);
+    QCOMPARE(b.description, QString("Build"));
+    b = body(rows[1].event, inProject);
+    QCOMPARE(b.lines[0].markerColor, NotchPalette::red());
+    QCOMPARE(*b.lines[2].backgroundTint, NotchPalette::green());
+
+    // A huge file shows its first lines and says how many more there are.
+    QString big;
+    for (int i = 0; i < maxLinesPerSide + 5; ++i)
+        big += QStringLiteral("line\\n");
+    b = body(request("Write", R"({"file_path":"/a","content":")" + big.toStdString() + R"("})"),
+             inProject);
+    QCOMPARE(int(b.lines.size()), maxLinesPerSide + 1);
+    QCOMPARE(b.lines.back().text, QString("… 6 more lines"));
+    QCOMPARE(b.lines.back().lineNumber, 0);
+
+    // A question: its options, no chips (the hook's suggestions are the same options).
+    HookEvent question = request(
+        "AskUserQuestion", R"({"questions":[{"question":"Which colour?","options":[)"
+                           R"({"label":"Red"},{"description":"no label"},{"label":"Blue"}]}]})");
+    question.suggestions = std::vector<std::string>{"Red", "Blue"};
+    b = body(question, inProject);
+    QCOMPARE(b.kind, BodyKind::question);
+    QCOMPARE(b.options, QStringList({"Red", "Blue"}));
+    QVERIFY(b.chips.isEmpty());
+    QVERIFY(body(request("AskUserQuestion", "not json"), inProject).options.isEmpty());
+
+    // Notification: its message with suggestion chips. No body for a stop without either, a
+    // tool with nothing to show, or input that is no object.
+    HookEvent note =
+        makeEvent(HookEvent::Kind::notification, std::nullopt, std::nullopt, "Pick one");
+    note.suggestions = std::vector<std::string>{"yes", "no"};
+    b = body(note, inProject);
+    QCOMPARE(b.kind, BodyKind::message);
+    QCOMPARE(b.message, QString("Pick one"));
+    QCOMPARE(b.chips, QStringList({"yes", "no"}));
+    QVERIFY(!hasBody(body(makeEvent(HookEvent::Kind::stop, "stop"), inProject)));
+    QVERIFY(!hasBody(body(request("WebFetch", "[]"), inProject)));
+    QVERIFY(!hasBody(body(request("Bash", "ls"), inProject)));
+}
+
+void TestNotchTexts::buttons() {
+    // Labels, then their keys as macOS and other systems show them (the latter is also the key
+    // sequence Qt binds).
+    const std::tuple<HookEvent, QStringList, QStringList, QStringList> rows[] = {
+        {request("Bash", "{}"),
+         {"Approve", "Deny", "Always"},
+         {"A", "D", "⌥A"},
+         {"A", "D", "Alt+A"}},
+        {request("AskUserQuestion", "{}"), {"Deny"}, {"D"}, {"D"}},
+        {makeEvent(HookEvent::Kind::notification, std::nullopt),
+         {"Jump", "Dismiss"},
+         {"J", "D"},
+         {"J", "D"}},
+        {makeEvent(HookEvent::Kind::stop, "stop"), {"Jump", "Dismiss"}, {"J", "D"}, {"J", "D"}},
+    };
+    for (const auto& [event, labels, mac, keys] : rows) {
+        QStringList have[4];
+        const auto buttons = actions(event);
+        for (const ActionButton& b : buttons) {
+            have[0] << b.label;
+            have[1] << b.shortcut->displayLabel(true);
+            have[2] << b.shortcut->displayLabel(false);
+            have[3] << b.shortcut->sequence();
+        }
+        QCOMPARE(have[0], labels);
+        QCOMPARE(have[1], mac);
+        QCOMPARE(have[2], keys);
+        QCOMPARE(have[3], keys);
+        // Only a card with more than a way out has a primary answer, and it comes first.
+        QCOMPARE(buttons.front().primary, buttons.size() > 1);
+    }
+    const KeyShortcut all{QChar('k'), KeyShortcut::option | KeyShortcut::shift |
+                                          KeyShortcut::control | KeyShortcut::command};
+    QCOMPARE(all.displayLabel(true), QString("⌥⇧⌃⌘K"));
+    QCOMPARE(all.displayLabel(false), QString("Alt+Shift+Ctrl+Super+K"));
 }
 
 QTEST_GUILESS_MAIN(TestNotchTexts)

@@ -100,94 +100,90 @@ QHash<QString, QAccessibleInterface*> accessibleButtons(QQuickWindow& window) {
 class TestPromptCard : public QObject {
     Q_OBJECT
 private slots:
-    void initTestCase();
     void answersReachTheHook();
     void followsTheStore();
     void promptsNotFromTheStore();
     void rendersEveryBody();
-    void keysAndAccessibility();
-
-private:
-    QString m_outDir;
 };
 
-void TestPromptCard::initTestCase() {
-    m_outDir = QCoreApplication::applicationDirPath();
-}
-
 void TestPromptCard::answersReachTheHook() {
+    StoreFakes fakes;
+    auto store = makeStore(fakes);
+    QuickScene scene;
+    QVERIFY(scene.load(cardScene));
+    auto* card = scene.find("card");
+    card->setProperty("store", QVariant::fromValue(store.get()));
+    card->setProperty("sessionId", "s1");
+    auto* model = card->property("model").value<PromptCardModel*>();
+
+    // Keys are never stolen: while the user types in another window, a prompt that arrives
+    // leaves the focus there, and the keys typed there answer nothing.
+    QWindow elsewhere;
+    elsewhere.resize(200, 100);
+    elsewhere.show();
+    elsewhere.requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(&elsewhere));
+    Answers untouched;
+    store->handle(permissionRequest("s1", "Bash", bashInput("rm -rf build")), untouched.respond());
+    QTRY_VERIFY(accessibleButtons(scene.window).contains("Approve"));
+    QCOMPARE(QGuiApplication::focusWindow(), &elsewhere);
+    for (const char* key : {"A", "D", "Alt+A"})
+        QTest::keySequence(&elsewhere, QKeySequence(key));
+    QCOMPARE(untouched.count(), size_t(0));
+    store->resolve("s1", {D::passthrough, std::nullopt, std::nullopt});
+    elsewhere.hide();
+
+    // Once the card's window is the active one (the user clicked the notch) its keys answer, as
+    // do its controls pressed through the accessibility layer, found by label with their key as
+    // description. Then the session works on, and the card has nothing left to answer.
+    scene.window.requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(&scene.window));
+    const std::string question =
+        R"({"questions":[{"question":"Colour?","options":[{"label":"Red"},{"label":"Blue"}]}]})";
+    const HookDecision approve{D::approve, std::nullopt, std::nullopt};
+    const HookDecision deny{D::deny, "User denied", std::nullopt};
     struct Row {
-        const char* what;
-        std::string tool;
-        std::string input;
-        std::function<void(PromptCardModel&)> act;
+        std::string tool, input;
+        const char* key; // a key sequence, or the name and description of a control
+        const char* control;
         HookDecision expected;
         QStringList rules;
     };
-    const std::string question =
-        R"({"questions":[{"question":"Colour?","options":[{"label":"Red"},{"label":"Blue"}]}]})";
+    // clang-format off
     const Row rows[] = {
-        {"approve",
-         "Bash",
-         bashInput("git push"),
-         [](auto& m) { m.press(0); },
-         {D::approve, std::nullopt, std::nullopt},
-         {}},
-        {"deny",
-         "Bash",
-         bashInput("git push"),
-         [](auto& m) { m.press(1); },
-         {D::deny, "User denied", std::nullopt},
-         {}},
-        {"always",
-         "Bash",
-         bashInput("git push"),
-         [](auto& m) { m.press(2); },
-         {D::approve, std::nullopt, std::nullopt},
-         {"Bash(git:*)"}},
-        {"always on an edit adds no rule",
-         "Edit",
-         R"({"file_path":"/a"})",
-         [](auto& m) { m.press(2); },
-         {D::approve, std::nullopt, std::nullopt},
-         {}},
-        {"second option",
-         "AskUserQuestion",
-         question,
-         [](auto& m) { m.chooseOption(1); },
-         {D::approve, std::nullopt, "Blue"},
-         {}},
-        {"question denied",
-         "AskUserQuestion",
-         question,
-         [](auto& m) { m.press(0); },
-         {D::deny, "User denied", std::nullopt},
-         {}},
+        {"Bash", bashInput("git push"), "A", nullptr, approve, {}},
+        {"Bash", bashInput("git push"), "D", nullptr, deny, {}},
+        {"Bash", bashInput("git push"), "D", "Deny", deny, {}},
+        {"Bash", bashInput("git push"), "A", "Approve", approve, {}},
+        // (last of its tool: what it allows is not asked again)
+        {"Bash", bashInput("git push"), "Alt+A", nullptr, approve, {"Bash(git:*)"}},
+        {"Edit", R"({"file_path":"/a"})", "Alt+A", nullptr, approve, {}},
+        {"AskUserQuestion", question, "2", nullptr, {D::approve, std::nullopt, "Blue"}, {}},
+        {"AskUserQuestion", question, "1", "Red", {D::approve, std::nullopt, "Red"}, {}},
+        {"AskUserQuestion", question, "D", nullptr, deny, {}},
     };
+    // clang-format on
     for (const Row& row : rows) {
-        StoreFakes fakes;
-        auto store = makeStore(fakes);
+        const QByteArray what = "row " + QByteArray::number(&row - rows);
+        fakes.rulesWritten.clear();
         Answers hook;
         store->handle(permissionRequest("s1", row.tool, row.input), hook.respond());
-        Terminal terminal;
-        QDateTime now = fakes.now;
-        PromptCardModel model(environment(terminal, &now));
-        model.setStore(store.get());
-        model.setSessionId("s1");
-        QVERIFY2(model.hasPrompt(), row.what);
-        QSignalSpy answered(&model, &PromptCardModel::answered);
-        row.act(model);
-        QVERIFY2(hook.count() == 1, row.what);
-        QVERIFY2(hook.got->back() == row.expected, row.what);
+        QTRY_VERIFY2(accessibleButtons(scene.window).contains(row.control ? row.control : "Deny"),
+                     what);
+        if (row.control) {
+            QAccessibleInterface* button = accessibleButtons(scene.window).value(row.control);
+            QVERIFY2(button, what);
+            QCOMPARE(button->text(QAccessible::Description), QString(row.key));
+            button->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        } else {
+            QTest::keySequence(&scene.window, QKeySequence(row.key));
+        }
+        QVERIFY2(hook.count() == 1 && hook.got->back() == row.expected, what);
         QCOMPARE(fakes.rulesWritten, row.rules);
-        QCOMPARE(answered.count(), 1);
-        // The session works on and the card has nothing left to answer: a second press is void.
         QCOMPARE(store->session("s1")->status.kind, Status::Kind::working);
-        QVERIFY(!model.hasPrompt());
-        model.press(0);
-        model.chooseOption(0);
-        QCOMPARE(hook.count(), size_t(1));
-        QVERIFY2(terminal.typed.isEmpty() && terminal.jumps.isEmpty(), row.what);
+        QVERIFY2(!model->hasPrompt(), what);
+        QTest::keySequence(&scene.window, QKeySequence(row.key));
+        QVERIFY2(hook.count() == 1, what);
     }
 }
 
@@ -205,7 +201,6 @@ void TestPromptCard::followsTheStore() {
     const double at = wireSeconds(now.addSecs(-30));
     store->handle(permissionRequest("s1", "Bash", bashInput("ls"), at), first.respond());
     QVERIFY(model.hasPrompt());
-    QCOMPARE(model.headerSubtitle(), QString("Claude · ls"));
     QCOMPARE(model.timeAgo(), QString("now"));
     store->handle(permissionRequest("s2", "Bash", bashInput("pwd"), at), second.respond());
     store->handle(permissionRequest("s3", "Read", R"({"file_path":"/x"})", at), third.respond());
@@ -243,41 +238,33 @@ void TestPromptCard::promptsNotFromTheStore() {
     Terminal terminal;
     QDateTime now = QDateTime::currentDateTimeUtc();
     const auto samples = PromptCardSamples::all(wireSeconds(now));
-    for (const char* name : {"notification", "stop"}) {
-        const auto& sample = *std::find_if(samples.begin(), samples.end(), [&](const auto& s) {
-            return qstrcmp(s.name, name) == 0;
-        });
-        for (int button : {0, 1}) {
-            PromptCardModel model(environment(terminal, &now));
-            Answers hook;
-            PendingPrompt prompt = sample.prompt;
-            prompt.respond = hook.respond();
-            model.show(sample.session, prompt);
-            QCOMPARE(model.buttons().size(), 2);
-            terminal.jumps.clear();
-            model.press(button);
-            // Jump brings the terminal forward; both leave the hook to Claude Code.
-            QCOMPARE(terminal.jumps,
-                     button == 0 ? QStringList{sample.session.sessionId} : QStringList{});
-            QCOMPARE(hook.count(), size_t(1));
-            QVERIFY(hook.last() == D::passthrough);
-            QVERIFY(!model.hasPrompt());
-        }
+    const auto& note = samples[4];
+    const auto show = [&](PromptCardModel& model, Answers& hook) {
+        PendingPrompt prompt = note.prompt;
+        prompt.respond = hook.respond();
+        model.show(note.session, prompt);
+    };
+    // Jump brings the terminal forward, Dismiss does not; both leave the hook to Claude Code.
+    for (int button : {0, 1}) {
+        PromptCardModel model(environment(terminal, &now));
+        Answers hook;
+        show(model, hook);
+        terminal.jumps.clear();
+        model.press(button);
+        QCOMPARE(terminal.jumps, button == 0 ? QStringList{note.session.sessionId} : QStringList{});
+        QVERIFY(hook.count() == 1 && hook.last() == D::passthrough);
+        QVERIFY(!model.hasPrompt());
     }
     // A chip types its text and a Return into the session's terminal, then passes.
-    const auto& note = samples[4];
     PromptCardModel model(environment(terminal, &now));
     Answers hook;
-    PendingPrompt prompt = note.prompt;
-    prompt.respond = hook.respond();
-    model.show(note.session, prompt);
+    show(model, hook);
     model.chooseSuggestion(1);
     QCOMPARE(terminal.typed, QStringList{note.session.sessionId + ": Ignore them\\r"});
     QVERIFY(hook.got->back() == (HookDecision{D::passthrough, std::nullopt, "Ignore them"}));
 }
 
 void TestPromptCard::rendersEveryBody() {
-    Terminal terminal;
     QDateTime now = QDateTime::currentDateTimeUtc();
     for (const auto& sample : PromptCardSamples::all(wireSeconds(now))) {
         QuickScene scene;
@@ -285,121 +272,34 @@ void TestPromptCard::rendersEveryBody() {
         auto* model = scene.find("card")->property("model").value<PromptCardModel*>();
         model->show(sample.session, sample.prompt);
         const QImage image = scene.grab();
-        QVERIFY2(image.save(m_outDir + "/promptcard-" + sample.name + "-" +
-                            QGuiApplication::platformName() + ".png"),
-                 sample.name);
         const QString name = sample.name;
+        QVERIFY(image.save(QCoreApplication::applicationDirPath() + "/promptcard-" + name + "-" +
+                           QGuiApplication::platformName() + ".png"));
 
-        // The notch's black shows around the card.
+        // The notch's black around the card; the header's badge, an accent tile at the top left;
+        // the primary button in the last row, filled with the accent (a question has none).
         QVERIFY2(near(image.pixelColor(image.width() - 4, image.height() / 2), Qt::black, 2),
                  sample.name);
-        // The header's badge: accent tile at the top left.
         QVERIFY2(pixelsNear(image, QRect(12, 12, 28, 28), NotchPalette::accent(), 30) > 100,
                  sample.name);
-        // The primary button sits in the last row, filled with the accent; a question has none.
         const QRect buttons(12, image.height() - 12 - 30, 260, 30);
         const int accentInButtons = pixelsNear(image, buttons, NotchPalette::accent(), 30);
-        QVERIFY2(name == "question" ? accentInButtons < 20 : accentInButtons > 300,
-                 qPrintable(name + ": " + QString::number(accentInButtons)));
+        QVERIFY2(name == "question" ? accentInButtons < 20 : accentInButtons > 300, sample.name);
 
         // Code blocks: "$" markers in the accent, "−" in red, "+" in green.
-        const QRect code = [&] {
-            auto* block = scene.item->findChild<QQuickItem*>("codeBlock");
-            return block && block->isVisible() ? rectOf(block) : QRect();
-        }();
+        auto* block = scene.item->findChild<QQuickItem*>("codeBlock");
+        const QRect code = block && block->isVisible() ? rectOf(block) : QRect();
         const QRect markers(code.left() + 10 + 8 + 24, code.top(), 14, code.height());
         const auto [accent, red, green] = markerPixels(image, markers);
-        const QByteArray counts = QStringLiteral("%1: accent %2, red %3, green %4")
-                                      .arg(name)
-                                      .arg(accent)
-                                      .arg(red)
-                                      .arg(green)
-                                      .toUtf8();
         if (name == "bash")
-            QVERIFY2(accent > 10 && red == 0 && green == 0, counts);
+            QVERIFY2(accent > 10 && red == 0 && green == 0, sample.name);
         else if (name == "edit")
-            QVERIFY2(red > 5 && green > 5, counts);
+            QVERIFY2(red > 5 && green > 5, sample.name);
         else if (name == "write")
-            QVERIFY2(green > 5 && red == 0, counts);
+            QVERIFY2(green > 5 && red == 0, sample.name);
         else
             QVERIFY2(code.isEmpty(), sample.name);
     }
-}
-
-void TestPromptCard::keysAndAccessibility() {
-    StoreFakes fakes;
-    auto store = makeStore(fakes);
-    QuickScene scene;
-    QVERIFY(scene.load(cardScene));
-    auto* card = scene.find("card");
-    card->setProperty("store", QVariant::fromValue(store.get()));
-    card->setProperty("sessionId", "s1");
-
-    // Each button is found by its label, as a button, with its key as description; pressing it
-    // through the accessibility layer answers like a click.
-    Answers approve;
-    store->handle(permissionRequest("s1", "Bash", bashInput("git status")), approve.respond());
-    QTRY_VERIFY(accessibleButtons(scene.window).contains("Approve"));
-    auto buttons = accessibleButtons(scene.window);
-    QCOMPARE(buttons.value("Deny")->text(QAccessible::Description), QString("D"));
-#ifdef Q_OS_MACOS
-    QCOMPARE(buttons.value("Always")->text(QAccessible::Description), QString("⌥A"));
-#else
-    QCOMPARE(buttons.value("Always")->text(QAccessible::Description), QString("Alt+A"));
-#endif
-    buttons.value("Deny")->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QCOMPARE(approve.count(), size_t(1));
-    QVERIFY(approve.last() == D::deny);
-
-    // Keys are never stolen: while the user types in another window, a prompt that arrives
-    // leaves the focus there, and the keys typed there answer nothing.
-    QWindow elsewhere;
-    elsewhere.resize(200, 100);
-    elsewhere.show();
-    elsewhere.requestActivate();
-    QVERIFY(QTest::qWaitForWindowActive(&elsewhere));
-    Answers untouched;
-    store->handle(permissionRequest("s1", "Bash", bashInput("rm -rf build")), untouched.respond());
-    QTRY_VERIFY(accessibleButtons(scene.window).contains("Approve"));
-    QCOMPARE(QGuiApplication::focusWindow(), &elsewhere);
-    for (const auto& [key, modifiers] : {std::pair{Qt::Key_A, Qt::NoModifier},
-                                         {Qt::Key_D, Qt::NoModifier},
-                                         {Qt::Key_A, Qt::AltModifier}})
-        QTest::keyClick(&elsewhere, key, modifiers);
-    QCOMPARE(untouched.count(), size_t(0));
-    store->resolve("s1", {D::passthrough, std::nullopt, std::nullopt});
-    elsewhere.hide();
-
-    // Keys act once the card's window is the active one (the user clicked the notch).
-    scene.window.requestActivate();
-    QVERIFY(QTest::qWaitForWindowActive(&scene.window));
-    const std::tuple<const char*, Qt::Key, Qt::KeyboardModifiers, D, QStringList> keys[] = {
-        {"A approves", Qt::Key_A, Qt::NoModifier, D::approve, {}},
-        {"D denies", Qt::Key_D, Qt::NoModifier, D::deny, {}},
-        {"Alt+A always", Qt::Key_A, Qt::AltModifier, D::approve, {"Bash(git:*)"}},
-    };
-    for (const auto& [what, key, modifiers, expected, rules] : keys) {
-        fakes.rulesWritten.clear();
-        Answers hook;
-        store->handle(permissionRequest("s1", "Bash", bashInput("git log")), hook.respond());
-        QTest::keyClick(&scene.window, key, modifiers);
-        QVERIFY2(hook.count() == 1, what);
-        QVERIFY2(hook.last() == expected, what);
-        QCOMPARE(fakes.rulesWritten, rules);
-    }
-
-    // A question's options are buttons too, and their number picks them.
-    Answers picked;
-    store->handle(permissionRequest("s1", "AskUserQuestion",
-                                    R"({"questions":[{"question":"Q","options":[{"label":"Red"},)"
-                                    R"({"label":"Blue"}]}]})"),
-                  picked.respond());
-    QTRY_VERIFY(accessibleButtons(scene.window).contains("Blue"));
-    QCOMPARE(accessibleButtons(scene.window).value("Blue")->text(QAccessible::Description),
-             QString("2"));
-    QTest::keyClick(&scene.window, Qt::Key_2);
-    QCOMPARE(picked.count(), size_t(1));
-    QVERIFY(picked.got->back() == (HookDecision{D::approve, std::nullopt, "Blue"}));
 }
 
 int main(int argc, char** argv) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The session views: their derived texts and colours as tables, the list's rows and its one open
-// row, and the views rendered offscreen, probed where a shape or colour must be, driven by clicks.
+// The session views and the UI kit they are made of: derived texts and colours as tables, the
+// list's rows and its one open row, and the views rendered offscreen, probed where a shape or
+// colour must be, driven by clicks.
 #include <QtTest>
 
 #include "Notch/NotchPalette.h"
 #include "Notch/SessionListModel.h"
 #include "Notch/SessionPresentation.h"
 #include "Notch/SessionsModel.h"
+#include "Notch/UIPrimitives.h"
 #include "Pixels.h"
 #include "QuickScene.h"
 #include "Sessions/SessionStore.h"
@@ -49,9 +51,35 @@ struct Store {
     }
 };
 
-// `color` drawn at its opacity over black, as the notch body shows it.
-QColor overBlack(QColor c) {
-    return QColor::fromRgbF(c.redF() * c.alphaF(), c.greenF() * c.alphaF(), c.blueF() * c.alphaF());
+// The UI kit's primitives on a grey ground.
+const QByteArray kit = R"(
+import QtQuick
+import Hollowmere.Notch
+Rectangle {
+    width: 420; height: 260; color: "#808080"
+    IconBadge { objectName: "badge"; x: 20; y: 20; size: 40; corner: 10 }
+    NotchCardBackground {
+        objectName: "card"; x: 100; y: 10; width: 300; height: 120; padding: 12
+        StatusPill { objectName: "pill"; text: "Installed"; color: NotchPalette.green
+                     systemImage: "checkmark" }
+    }
+    KeyHint { objectName: "key"; x: 20; y: 90; label: "⌥A" }
+    SettingRow { objectName: "rowOn"; x: 10; y: 140; width: 400; icon: "terminal.fill"
+                 title: "Hooks"; detail: "Installed in settings.json"; statusOn: true }
+    SettingRow { objectName: "rowOff"; x: 10; y: 200; width: 400; icon: "terminal.fill"
+                 title: "Start at login"; statusOn: false }
+}
+)";
+
+QRect rectOf(QQuickItem* item) {
+    return item->mapRectToScene(QRectF(0, 0, item->width(), item->height())).toRect();
+}
+
+QColor over(QColor top, QColor below) {
+    const qreal a = top.alphaF();
+    return QColor::fromRgbF(top.redF() * a + below.redF() * (1 - a),
+                            top.greenF() * a + below.greenF() * (1 - a),
+                            top.blueF() * a + below.blueF() * (1 - a));
 }
 
 } // namespace
@@ -61,15 +89,12 @@ class TestSessionViews : public QObject {
 private slots:
     void initTestCase();
     void statusAndTexts();
-    void subtitle_data();
-    void subtitle();
-    void compactSides_data();
     void compactSides();
-    void rowsFollowTheStoreInPlace();
-    void oneOpenRowAndOnlyTheChevronClosesIt();
+    void rowsFollowTheStoreAndOneIsOpen();
     void renderedList();
     void renderedCompactAndIdleFrames();
-
+    void rendersThePrimitives();
+    void markFallsBackToSparkle();
 };
 
 void TestSessionViews::initTestCase() {
@@ -82,23 +107,26 @@ void TestSessionViews::statusAndTexts() {
     s.working("works");
     s.event("done", HookEvent::Kind::stop);
     s.event("idle", HookEvent::Kind::notification);
-    const auto status = [&s](const char* id) { return SP::uiStatus(*s.store.session(id)); };
-    QCOMPARE(status("waits"), SP::UIStatus::waiting);
-    QCOMPARE(status("works"), SP::UIStatus::working);
-    QCOMPARE(status("done"), SP::UIStatus::done);
-    QCOMPARE(status("idle"), SP::UIStatus::idle);
+    const std::tuple<const char*, SP::UIStatus, QString, QString> statuses[] = {
+        {"waits", SP::UIStatus::waiting, "exclamationmark", "Waiting for input"},
+        {"works", SP::UIStatus::working, "sparkle", "Working"},
+        {"done", SP::UIStatus::done, "checkmark", "Done"},
+        {"idle", SP::UIStatus::idle, "pause.fill", "Idle"},
+    };
+    for (const auto& [id, status, symbol, chip] : statuses) {
+        QCOMPARE(SP::uiStatus(*s.store.session(id)), status);
+        QCOMPARE(SP::statusStyle(status).badgeSymbol, symbol);
+        QCOMPARE(SP::statusStyle(status).chipLabel, chip);
+    }
 
-    // The badge and chip of each status.
-    const SP::StatusStyle done = SP::statusStyle(SP::UIStatus::done);
-    QCOMPARE(done.badgeSymbol, QStringLiteral("checkmark"));
-    QCOMPARE(done.chipLabel, QStringLiteral("Done"));
-    QCOMPARE(done.chipColor, NotchPalette::green());
-    QCOMPARE(done.badgeShadow.alpha(), 0);
-    const SP::StatusStyle waiting = SP::statusStyle(SP::UIStatus::waiting);
-    QVERIFY(waiting.pulseDot && !waiting.typingDots);
-    QCOMPARE(waiting.chipLabel, QStringLiteral("Waiting for input"));
-    QVERIFY(SP::statusStyle(SP::UIStatus::working).typingDots);
-    QCOMPARE(SP::statusStyle(SP::UIStatus::idle).badgeSymbol, QStringLiteral("pause.fill"));
+    // The list's subtitle from the pending, working and session counts.
+    const std::tuple<int, int, int, QString> subtitles[] = {
+        {0, 0, 0, "0 sessions"},          {0, 0, 1, "1 session"},
+        {0, 2, 3, "2 working"},           {1, 2, 3, "1 waiting · 2 working"},
+        {1, 0, 1, "1 waiting for input"},
+    };
+    for (const auto& [pending, working, sessions, text] : subtitles)
+        QCOMPARE(SP::subtitle(pending, working, sessions), text);
 
     QCOMPARE(SP::projectName("/home/me/hollowmere"), QStringLiteral("hollowmere"));
     QCOMPARE(SP::projectName("/"), QStringLiteral("/"));
@@ -108,6 +136,7 @@ void TestSessionViews::statusAndTexts() {
     QCOMPARE(SP::helpText("app", QStringLiteral("iTerm"), true),
              QStringLiteral("Click anywhere to open app in iTerm"));
 
+    // The latest message the user sent, else their first prompt.
     Session session;
     QCOMPARE(SP::activityPreview(session), std::nullopt);
     session.firstUserPrompt = QStringLiteral("first");
@@ -117,72 +146,44 @@ void TestSessionViews::statusAndTexts() {
     QCOMPARE(SP::activityPreview(session), QStringLiteral("latest"));
 }
 
-void TestSessionViews::subtitle_data() {
-    QTest::addColumn<int>("pending");
-    QTest::addColumn<int>("working");
-    QTest::addColumn<int>("sessions");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("nothing") << 0 << 0 << 0 << "0 sessions";
-    QTest::newRow("one idle") << 0 << 0 << 1 << "1 session";
-    QTest::newRow("working") << 0 << 2 << 3 << "2 working";
-    QTest::newRow("both") << 1 << 2 << 3 << "1 waiting · 2 working";
-    QTest::newRow("waiting only") << 1 << 0 << 1 << "1 waiting for input";
-}
-
-void TestSessionViews::subtitle() {
-    QFETCH(int, pending);
-    QFETCH(int, working);
-    QFETCH(int, sessions);
-    QFETCH(QString, text);
-    QCOMPARE(SP::subtitle(pending, working, sessions), text);
-}
-
-void TestSessionViews::compactSides_data() {
-    QTest::addColumn<QStringList>("script"); // "w" waiting, "r" working, "d" done, "i" idle
-    QTest::addColumn<QString>("trailing");
-    QTest::addColumn<QColor>("accent");
-    QTest::addColumn<bool>("attention");
-    const QColor ownAccent = QColor::fromRgbF(0.95f, 0.55f, 0.30f);
-    QTest::newRow("idle") << QStringList{"i"} << "ellipsis" << ownAccent << false;
-    QTest::newRow("finished") << QStringList{"i", "d"} << "finished" << NotchPalette::green()
-                              << false;
-    QTest::newRow("working beats finished")
-        << QStringList{"d", "r"} << "working" << NotchPalette::green() << true;
-    QTest::newRow("a prompt beats all")
-        << QStringList{"d", "r", "w"} << "bell" << NotchPalette::orange() << true;
-}
-
 void TestSessionViews::compactSides() {
-    QFETCH(QStringList, script);
-    QFETCH(QString, trailing);
-    QFETCH(QColor, accent);
-    QFETCH(bool, attention);
-    Store s;
-    for (int i = 0; i < script.size(); ++i) {
-        const QString id = QString::number(i);
-        if (script[i] == "w")
-            s.event(id, HookEvent::Kind::permissionRequest);
-        else if (script[i] == "r")
-            s.working(id);
-        else if (script[i] == "d")
-            s.event(id, HookEvent::Kind::stop);
-        else
-            s.event(id, HookEvent::Kind::notification);
+    // Sessions by status letter (w waiting, r working, d done, i idle); what the compact notch's
+    // trailing side shows, its accent, and whether it calls for attention.
+    const QColor ownAccent = QColor::fromRgbF(0.95f, 0.55f, 0.30f);
+    const std::tuple<QString, QString, QColor, bool> rows[] = {
+        {"i", "ellipsis", ownAccent, false},
+        {"id", "finished", NotchPalette::green(), false},
+        {"dr", "working", NotchPalette::green(), true},
+        {"drw", "bell", NotchPalette::orange(), true},
+    };
+    for (const auto& [script, trailing, accent, attention] : rows) {
+        Store s;
+        for (int i = 0; i < script.size(); ++i) {
+            const QString id = QString::number(i);
+            if (script[i] == 'r')
+                s.working(id);
+            else
+                s.event(id, script[i] == 'w'   ? HookEvent::Kind::permissionRequest
+                            : script[i] == 'd' ? HookEvent::Kind::stop
+                                               : HookEvent::Kind::notification);
+        }
+        SessionsModel model;
+        model.setStore(&s.store);
+        QCOMPARE(model.trailingKind(), trailing);
+        QCOMPARE(model.compactAccent(), accent);
+        QCOMPARE(model.needsAttention(), attention);
+        QCOMPARE(model.isPromptCard(), trailing == "bell");
+        QCOMPARE(model.markRotation(), trailing == "bell" ? 22.5 : 0.0);
     }
-    SessionsModel model;
-    model.setStore(&s.store);
-    QCOMPARE(model.trailingKind(), trailing);
-    QCOMPARE(model.compactAccent(), accent);
-    QCOMPARE(model.needsAttention(), attention);
-    QCOMPARE(model.isPromptCard(), trailing == "bell");
-    QCOMPARE(model.markRotation(), trailing == "bell" ? 22.5 : 0.0);
 }
 
-void TestSessionViews::rowsFollowTheStoreInPlace() {
+void TestSessionViews::rowsFollowTheStoreAndOneIsOpen() {
     Store s;
     s.event("old", HookEvent::Kind::notification, 3600, "com.googlecode.iterm2");
     s.event("mid", HookEvent::Kind::notification, 59);
-    SessionListModel list(SessionListModel::Environment{[&s] { return s.now; }, {}});
+    QStringList jumps;
+    SessionListModel list(SessionListModel::Environment{
+        [&s] { return s.now; }, [&jumps](const Session& session) { jumps << session.sessionId; }});
     QAbstractItemModelTester tester(&list, QAbstractItemModelTester::FailureReportingMode::QtTest);
     list.setStore(&s.store);
     auto column = [&list](int role) {
@@ -216,27 +217,17 @@ void TestSessionViews::rowsFollowTheStoreInPlace() {
     s.now = s.now.addSecs(1);
     list.refresh();
     QCOMPARE(column(SessionListModel::TimeAgoRole), (QStringList{"now", "now", "1m"}));
-}
 
-void TestSessionViews::oneOpenRowAndOnlyTheChevronClosesIt() {
-    Store s;
-    s.event("a", HookEvent::Kind::notification);
-    s.event("b", HookEvent::Kind::notification);
-    QStringList jumps;
-    SessionListModel list(SessionListModel::Environment{
-        [&s] { return s.now; }, [&jumps](const Session& session) { jumps << session.sessionId; }});
-    list.setStore(&s.store);
-    list.tap("a");
-    QCOMPARE(list.expandedSessionId(), QStringLiteral("a"));
+    // One open row at a time; a tap on the open one opens its terminal and leaves it open.
+    list.tap("old");
+    list.tap("mid");
+    QCOMPARE(list.expandedSessionId(), QStringLiteral("mid"));
     QVERIFY(jumps.isEmpty());
-    list.tap("b"); // one open row at a time
-    QCOMPARE(list.expandedSessionId(), QStringLiteral("b"));
-    list.tap("b"); // the open row opens its terminal and stays open
-    QCOMPARE(jumps, QStringList{"b"});
-    QCOMPARE(list.expandedSessionId(), QStringLiteral("b"));
+    list.tap("mid");
+    QCOMPARE(jumps, QStringList{"mid"});
+    QCOMPARE(list.expandedSessionId(), QStringLiteral("mid"));
     list.collapse();
     QCOMPARE(list.expandedSessionId(), QString());
-    QCOMPARE(jumps, QStringList{"b"});
 }
 
 void TestSessionViews::renderedList() {
@@ -272,8 +263,7 @@ void TestSessionViews::renderedList() {
     };
     QTRY_COMPARE(rows().size(), 3);
     QCOMPARE(rows()[0]->property("sessionId").toString(), QStringLiteral("busy-one"));
-    QCOMPARE(rows()[0]->property("accessibleName").toString(),
-             QStringLiteral("busy-one, Working"));
+    QCOMPARE(rows()[0]->property("accessibleName").toString(), QStringLiteral("busy-one, Working"));
     QCOMPARE(scene.find("listSubtitle")->property("text").toString(), QStringLiteral("1 working"));
 
     // A click on a closed row opens it: it grows and shows its open fill and the chevron.
@@ -288,7 +278,7 @@ void TestSessionViews::renderedList() {
     const QImage picture = scene.grab(400);
     picture.save(QDir::temp().filePath("hollowmere-session-list.png"));
     const QPoint fillPoint = idleRow->mapToScene(QPointF(4, idleRow->height() / 2)).toPoint();
-    QVERIFY2(near(picture.pixelColor(fillPoint), overBlack(SP::rowFill(true, false)), 8),
+    QVERIFY2(near(picture.pixelColor(fillPoint), over(SP::rowFill(true, false), Qt::black), 8),
              qPrintable(picture.pixelColor(fillPoint).name()));
     // The working badge is the accent, solid.
     QQuickItem* busyRow = rows()[0];
@@ -329,7 +319,7 @@ void TestSessionViews::renderedCompactAndIdleFrames() {
     connect(&scene.window, &QQuickWindow::frameSwapped, this, [&frames] { ++frames; });
     QImage picture = scene.grab(400);
     frames = 0;
-    QTest::qWait(1000);
+    QTest::qWait(500);
     QCOMPARE(frames, 0);
     const QRect markArea(leading->mapToScene(QPointF(10, 10)).toPoint(), QSize(12, 12));
     QVERIFY(pixelsNear(picture, markArea, QColor::fromRgbF(0.95f, 0.55f, 0.30f), 60) > 10);
@@ -347,6 +337,62 @@ void TestSessionViews::renderedCompactAndIdleFrames() {
     s.store.resolve("a", HookDecision{HookDecision::Decision::approve, {}, {}});
     QTRY_VERIFY(trailing->findChild<QQuickItem*>("workingChip")->isVisible());
     QVERIFY(!trailing->findChild<QQuickItem*>("trailingSymbol")->isVisible());
+}
+
+void TestSessionViews::rendersThePrimitives() {
+    QuickScene scene;
+    QVERIFY(scene.load(kit));
+    const QImage image = scene.grab();
+    image.save(QCoreApplication::applicationDirPath() + "/notch-uikit.png");
+    const QColor grey(0x80, 0x80, 0x80);
+
+    // Badge: accent tile, white mark in its middle, accent glow outside it.
+    const QRect badge = rectOf(scene.find("badge"));
+    QVERIFY(
+        near(image.pixelColor(badge.left() + 3, badge.center().y()), NotchPalette::accent(), 8));
+    QVERIFY(pixelsNear(image, badge.adjusted(12, 12, -12, -12), Qt::white) > 20);
+    const QColor glow = image.pixelColor(badge.left() - 3, badge.center().y());
+    QVERIFY(!near(glow, grey, 6) && glow.red() > glow.blue());
+
+    // Card: black at 0.55 over the grey, rounded (its corner pixel keeps the grey).
+    const QRect card = rectOf(scene.find("card"));
+    QVERIFY(near(image.pixelColor(card.center().x(), card.bottom() - 8),
+                 over(NotchPalette::cardFill(), grey), 4));
+    QVERIFY(near(image.pixelColor(card.topLeft()), grey, 4));
+
+    // Pill: green text and symbol on a faint green capsule.
+    const QRect pill = rectOf(scene.find("pill"));
+    QVERIFY(pixelsNear(image, pill, NotchPalette::green(), 60) > 10);
+
+    // Key hint: its label in light text.
+    QVERIFY(pixelsNear(image, rectOf(scene.find("key")), Qt::white, 70) > 5);
+
+    // A setting that is on shows a green check in its well; one that is off, no green at all.
+    const QRect wellOn = rectOf(scene.find("rowOn")->findChild<QQuickItem*>("rowWell"));
+    QVERIFY(pixelsNear(image, wellOn, NotchPalette::green(), 60) > 10);
+    const QRect rowOff = rectOf(scene.find("rowOff"));
+    QCOMPARE(pixelsNear(image, rowOff, NotchPalette::green(), 60), 0);
+}
+
+void TestSessionViews::markFallsBackToSparkle() {
+    QVERIFY(UIPrimitives::claudeMarkSource(Qt::white).endsWith("/claude-logo"));
+    const QString bundled = UIPrimitives::claudeLogoResource();
+    UIPrimitives::setClaudeLogoResource(":/assets/none.svg");
+    QVERIFY(UIPrimitives::claudeMarkSource(Qt::white).endsWith("/sparkle"));
+    UIPrimitives::setClaudeLogoResource(bundled);
+
+    // The mark and every symbol the notch's views name have a drawing.
+    SymbolImageProvider provider;
+    for (const char* name :
+         {"claude-logo", "sparkle", "exclamationmark", "checkmark", "checkmark.circle.fill",
+          "pause.fill", "ellipsis", "bell.badge.fill", "terminal.fill", "rectangle.dashed",
+          "chevron.left.forwardslash.chevron.right", "arrow.up.right", "chevron.up"}) {
+        QSize size;
+        const QImage image =
+            provider.requestImage(QString("ffffffff/") + name, &size, QSize(32, 32));
+        const int inked = pixelsNear(image, image.rect(), Qt::white, 10);
+        QVERIFY2(inked > 40 && inked < 32 * 32 - 40, name);
+    }
 }
 
 QTEST_MAIN(TestSessionViews)
