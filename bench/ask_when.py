@@ -19,8 +19,8 @@ import subprocess
 import sys
 import tempfile
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-SOURCE = os.path.dirname(HERE)
+from benchlib import SOURCE, isolate
+
 sys.path.insert(0, os.path.join(SOURCE, "tests", "e2e"))
 import claude_env  # noqa: E402
 from test_claude_code import Responder  # noqa: E402
@@ -84,15 +84,12 @@ def session(build, root, project, mode, delay_ms):
 
 
 def main():
-    if os.environ.get("HOLLOWMERE_ISOLATED") != "1":
-        os.execv(os.path.join(SOURCE, "tests", "support", "isolated.sh"),
-                 [os.path.join(SOURCE, "tests", "support", "isolated.sh"), "/usr/bin/python3",
-                  os.path.abspath(__file__), *sys.argv[1:]])
     parser = argparse.ArgumentParser()
     parser.add_argument("build", nargs="?", default=os.path.join(SOURCE, "build"))
     parser.add_argument("--runs", type=int, default=3)
     args = parser.parse_args()
     build = os.path.abspath(args.build)
+    isolate(build, "--runs", args.runs)
 
     root = tempfile.mkdtemp(prefix="ask-when-")
     try:

@@ -9,17 +9,14 @@
 #include "../tests/HUD/Daemons.h"
 #include "../tests/HUD/Fakes.h"
 #include "../tests/support/LoopGaps.h"
+#include "BenchSupport.h"
 #include "HUD/BatteryMonitor.h"
 #include "HUD/BrightnessMonitor.h"
-#include "HUD/MediaKeys.h"
-#include "HUD/SystemHUDSuppressor.h"
 #include "HUD/VolumeMonitor.h"
 #include "Platform/Linux/Backlight_linux.h"
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <vector>
 
 namespace {
 
@@ -37,27 +34,10 @@ struct Services {
         pulse = Daemons::startPulseAudio(dir.path());
         Daemons::run("pactl", {"set-default-sink", "alpha"});
         Daemons::run("pactl", {"set-sink-volume", "alpha", "16384"});
-        const QString sysfs = dir.path() + "/backlight/acpi_video0";
-        QDir().mkpath(sysfs);
-        for (const auto& [file, value] :
-             {std::pair{"type", "firmware"}, {"max_brightness", "10000"}, {"brightness", "5000"}}) {
-            QFile f(sysfs + '/' + file);
-            f.open(QIODevice::WriteOnly);
-            f.write(QByteArray(value) + '\n');
-        }
+        Daemons::addBacklight(backlight(), "acpi_video0", "firmware", 10000, 5000);
         bus = std::make_unique<Daemons::SystemBus>();
         upower = Daemons::startMock("upower", "org.freedesktop.UPower");
-        const QString upowerName = "org.freedesktop.UPower", manager = "/org/freedesktop/UPower";
-        Daemons::callMock(upowerName, manager, "SetupDisplayDevice",
-                          {uint(2), uint(2), 50.0, 30.0, 60.0, 10.0, qlonglong(3600), qlonglong(0),
-                           true, QString("battery-good-symbolic"), uint(1)});
-        // Announces a change of OnBattery, then answers nothing for the given seconds.
-        Daemons::callMock(
-            upowerName, manager, "AddMethod",
-            {upowerName, "Stall", "bd", "",
-             "self.Set('org.freedesktop.UPower', 'OnBattery', dbus.Boolean(args[0]))\n"
-             "self.connection.flush()\n"
-             "time.sleep(args[1])"});
+        Daemons::setupBattery(50.0, 2);
         logind = Daemons::startLogind(dir.path() + "/backlight");
     }
     QString backlight() const { return dir.path() + "/backlight"; }
@@ -69,20 +49,10 @@ struct Services {
 double round(SystemHUDSuppressor& keys, int presses) {
     LoopGaps gaps;
     for (int i = 0; i < presses; ++i)
-        QTimer::singleShot(pressIntervalMs * i, QCoreApplication::instance(), [&keys] {
-            keys.handle(MediaKeys::auxKeyEvent(MediaKeys::soundUpCode, MediaKeys::keyDownState));
-        });
+        QTimer::singleShot(pressIntervalMs * i, QCoreApplication::instance(),
+                           [&keys] { keys.handle(press(MediaKeys::soundUpCode)); });
     QTest::qWait(pressIntervalMs * presses + tailMs);
     return gaps.longestMs();
-}
-
-struct Figures {
-    double median = 0, worst = 0;
-};
-
-Figures summarise(std::vector<double> gaps) {
-    std::sort(gaps.begin(), gaps.end());
-    return {gaps[gaps.size() / 2], gaps.back()};
 }
 
 } // namespace
@@ -101,7 +71,7 @@ int main(int argc, char** argv) {
     const int presses = std::max(1, option("--presses", 10));
 
     Services services;
-    SystemHUDSuppressor keys(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; });
+    TrustedKeys keys;
     VolumeMonitor volume(makeAudioOutput(), &keys);
     BrightnessMonitor brightness(std::make_unique<SysfsBacklight>(services.backlight()), &keys);
     BatteryMonitor battery;
@@ -122,11 +92,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < rounds; ++i) {
         Daemons::run("pactl", {"set-sink-volume", "alpha", "16384"});
         QTest::qWait(200);
-        auto stall = QDBusMessage::createMethodCall(
-            "org.freedesktop.UPower", "/org/freedesktop/UPower", "org.freedesktop.UPower", "Stall");
         const double stallSeconds = (pressIntervalMs * presses + tailMs) / 1000.0 + 1;
-        stall.setArguments({i % 2 == 0, stallSeconds});
-        QDBusConnection::systemBus().send(stall);
+        Daemons::stallUPower(i % 2 == 0, stallSeconds);
         ::kill(services.pid(*services.pulse), SIGSTOP);
         ::kill(services.pid(*services.logind), SIGSTOP);
         stuck.push_back(round(keys, presses));
@@ -135,21 +102,16 @@ int main(int argc, char** argv) {
         QTest::qWait(int(stallSeconds * 1000));
     }
 
-    const Figures quiet = summarise(idle), ref = summarise(answering), bad = summarise(stuck);
+    const auto ref = Bench::spread(answering), bad = Bench::spread(stuck);
     std::printf("GUI thread's longest stall, %d volume-up presses %d ms apart, %d rounds "
                 "(median, worst):\n",
                 presses, pressIntervalMs, rounds);
-    std::printf("  no key pressed, services answering:       %8.2f ms %8.2f ms\n", quiet.median,
-                quiet.worst);
-    std::printf("  services answering (reference):           %8.2f ms %8.2f ms\n", ref.median,
-                ref.worst);
-    std::printf("  PulseAudio stopped, D-Bus not answering:  %8.2f ms %8.2f ms\n", bad.median,
-                bad.worst);
+    for (const auto& [name, gaps] : {std::pair{"no key pressed, services answering", idle},
+                                     {"services answering (reference)", answering},
+                                     {"PulseAudio stopped, D-Bus not answering", stuck}})
+        std::printf("  %-42s %8.2f ms %8.2f ms\n", name, Bench::spread(gaps).median,
+                    Bench::spread(gaps).worst);
     std::printf("  stopped / answering: %.2f (medians), %.2f (worst)\n", bad.median / ref.median,
                 bad.worst / ref.worst);
-    std::printf("  each round (idle | answering | stopped):");
-    for (std::size_t i = 0; i < answering.size(); ++i)
-        std::printf(" %.1f|%.1f|%.1f", idle[i], answering[i], stuck[i]);
-    std::printf(" ms\n");
     return 0;
 }

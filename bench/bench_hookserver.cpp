@@ -10,13 +10,10 @@
 #include <QTemporaryDir>
 
 #include <atomic>
-#include <cstring>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <optional>
 #include <thread>
-#include <unistd.h>
-#include <vector>
 
+#include "BenchSupport.h"
 #include "HookLink/HookServer.h"
 #include "Sessions/SessionStore.h"
 
@@ -26,27 +23,6 @@ namespace {
 
 constexpr int exchangesPerClient = 10;
 const std::string answerLine = "{\"decision\":\"passthrough\"}\n";
-
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    return address;
-}
-
-// One hook's side of an exchange; false when it did not get a full answer line.
-bool exchangeOnce(const std::string& path, const std::string& request) {
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    const sockaddr_un address = addressOf(path);
-    bool ok = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-              send(fd, request.data(), request.size(), MSG_NOSIGNAL) == ssize_t(request.size());
-    std::string reply;
-    char buffer[256];
-    for (ssize_t n; ok && (n = recv(fd, buffer, sizeof buffer, 0)) > 0;)
-        reply.append(buffer, size_t(n));
-    close(fd);
-    return ok && reply == answerLine;
-}
 
 // Runs `clients` client threads that each do `exchangesPerClient` exchanges, keeping the Qt
 // event loop of this (main) thread turning for the store meanwhile. Returns the failures.
@@ -64,7 +40,7 @@ int runClients(const std::string& path, int clients) {
             e.timestamp = nowSinceReferenceDate();
             const std::string request = e.encode() + '\n';
             for (int i = 0; i < exchangesPerClient; ++i) {
-                if (!exchangeOnce(path, request))
+                if (Bench::exchange(path, request) != answerLine)
                     failures.fetch_add(1);
             }
             if (running.fetch_sub(1) == 1) // wake the main loop for the last time
@@ -79,11 +55,6 @@ int runClients(const std::string& path, int clients) {
     return failures.load();
 }
 
-void report(benchmark::State& state, int failures) {
-    state.SetItemsProcessed(state.iterations() * state.range(0) * exchangesPerClient);
-    state.counters["failures"] = failures;
-}
-
 // A minimal line server: read to the line feed, answer, close.
 class EchoServer {
 public:
@@ -91,7 +62,7 @@ public:
         : m_path(std::move(path)), m_threaded(threadPerConnection) {
         unlink(m_path.c_str());
         m_fd = socket(AF_UNIX, SOCK_STREAM, 0);
-        const sockaddr_un address = addressOf(m_path);
+        const sockaddr_un address = Bench::unixAddress(m_path);
         bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         listen(m_fd, 16);
         m_loop = std::thread([this] { acceptLoop(); });
@@ -130,7 +101,11 @@ private:
     std::thread m_loop;
 };
 
-void BM_HookServer_StopExchanges(benchmark::State& state) {
+// The hook server with its store, or a reference: the echo server, inline or with a thread per
+// connection (the hook server's threading without the hand-off to the store).
+enum class Server { hook, echoInline, echoThreadPerConnection };
+
+void BM_StopExchanges(benchmark::State& state, Server kind) {
     QTemporaryDir dir;
     const std::string path = dir.filePath("hook.sock").toStdString();
     SessionStore::Environment env;
@@ -139,53 +114,34 @@ void BM_HookServer_StopExchanges(benchmark::State& state) {
     env.runningClaudeCwds = [] { return std::set<std::string>(); };
     SessionStore store(env);
     HookServer server(&store, path, 25s);
-    server.start();
+    std::optional<EchoServer> echo;
+    if (kind == Server::hook)
+        server.start();
+    else
+        echo.emplace(path, kind == Server::echoThreadPerConnection);
     int failures = 0;
     for (auto _ : state)
         failures += runClients(path, int(state.range(0)));
-    report(state, failures);
-}
-
-void BM_Reference_EchoInline(benchmark::State& state) {
-    QTemporaryDir dir;
-    const std::string path = dir.filePath("echo.sock").toStdString();
-    EchoServer echo(path, false);
-    int failures = 0;
-    for (auto _ : state)
-        failures += runClients(path, int(state.range(0)));
-    report(state, failures);
-}
-
-void BM_Reference_EchoThreadPerConnection(benchmark::State& state) {
-    QTemporaryDir dir;
-    const std::string path = dir.filePath("echo.sock").toStdString();
-    EchoServer echo(path, true);
-    int failures = 0;
-    for (auto _ : state)
-        failures += runClients(path, int(state.range(0)));
-    report(state, failures);
+    state.SetItemsProcessed(state.iterations() * state.range(0) * exchangesPerClient);
+    state.counters["failures"] = failures;
 }
 
 } // namespace
 
-BENCHMARK(BM_Reference_EchoInline)->Arg(1)->Arg(200)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Reference_EchoThreadPerConnection)
-    ->Arg(1)
-    ->Arg(200)
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_HookServer_StopExchanges)
-    ->Arg(1)
-    ->Arg(200)
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+const bool registered = [] {
+    for (const auto& [name, kind] :
+         {std::pair{"Reference_EchoInline", Server::echoInline},
+          {"Reference_EchoThreadPerConnection", Server::echoThreadPerConnection},
+          {"HookServer_StopExchanges", Server::hook}})
+        benchmark::RegisterBenchmark(name, BM_StopExchanges, kind)
+            ->Arg(1)
+            ->Arg(200)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond);
+    return true;
+}();
 
-int main(int argc, char** argv) {
-    // The server logs five lines per exchange; the figures are for the work, not the terminal.
+// The server logs five lines per exchange; the figures are for the work, not the terminal.
+static const auto quiet =
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+HOLLOWMERE_BENCHMARK_MAIN(QCoreApplication)

@@ -6,119 +6,90 @@
 //                                 screen, N times; beside a bare QQuickWindow's first frame
 //   bench_notch growth [N]        resident memory before and after N hover changes and N prompts
 //                                 shown and answered
-//   bench_notch bare-window       one bare QQuickWindow, idle: the reference of notch_idle.py
+//   bench_notch idle [S]          CPU and memory over S seconds with 10 idle sessions in the
+//                                 notch, then with one of them working; beside a bare
+//                                 QQuickWindow idle as long
+//   bench_notch hover [N]         resident memory across N hover changes of an expanded notch
+//                                 (pointer moved in and out through XTest) whose shadow follows
+//                                 hover; beside the same moves over one whose hover draws
+//                                 nothing. Needs a compositing manager (xcompmgr).
 //
 // The hook server owns /tmp/hollowmere.sock: run under tests/support/isolated.sh (scripts/bench.sh
 // does). The notch is drawn as on a notched laptop (HOLLOWMERE_SIMULATE_NOTCH), so its compact
 // form is on screen too.
+#include "BenchSupport.h"
 #include "HookLink/HookServer.h"
 #include "Notch/NotchController.h"
+#include "NotchLayout.h"
 #include "NotchPanel.h"
 #include "NotchSurface.h"
+#include "SampleScreens.h"
 #include "Sessions/SessionStore.h"
 
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QFile>
 #include <QGuiApplication>
+#include <QQmlComponent>
 #include <QQuickItem>
 #include <QQuickWindow>
-#include <QTimer>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QtGui/qguiapplication_platform.h>
 
-#include <algorithm>
-#include <chrono>
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+
 #include <cstdio>
-#include <cstring>
 #include <future>
-#include <string>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-#include <vector>
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Bench::Clock;
+using Bench::spin;
 
-double ms(Clock::duration d) {
-    return std::chrono::duration<double, std::milli>(d).count();
-}
-
-long residentKiB() {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
-}
-
-// Runs an event loop until `done` holds or `timeoutMs` passed; false on time-out. A loop that
-// exec()s, as the app's does: objects the views let go of with deleteLater() are deleted only
-// when such a loop runs, never by processEvents() from outside one (which would keep every
-// prompt card ever shown and read as growth).
-template <typename Predicate> bool spin(Predicate done, int timeoutMs = 30000) {
-    if (done())
-        return true;
-    QElapsedTimer t;
-    t.start();
-    QEventLoop loop;
-    QTimer poll;
-    bool met = false;
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        met = done();
-        if (met || t.elapsed() > timeoutMs)
-            loop.quit();
-    });
-    poll.start(2);
-    loop.exec();
-    return met;
-}
-
-void settle(int msToWait) {
-    QElapsedTimer t;
-    t.start();
-    spin([&] { return t.elapsed() >= msToWait; }, msToWait + 1000);
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
-}
-
-HookEvent request(int n) {
+HookEvent event(int session, HookEvent::Kind kind = HookEvent::Kind::notification) {
     HookEvent e;
-    e.kind = HookEvent::Kind::permissionRequest;
-    e.sessionId = "bench-session";
-    e.cwd = "/Users/ada/code/bench";
-    e.tool = "Bash";
-    e.toolInput = R"({"command":"touch file-)" + std::to_string(n) + R"(.txt","description":"x"})";
+    e.kind = kind;
+    e.sessionId = "bench-session-" + std::to_string(session);
+    e.cwd = "/Users/ada/code/bench-" + std::to_string(session);
     e.timestamp = nowSinceReferenceDate();
     return e;
 }
 
-// The app's objects, a session in the compact notch.
+// A Bash permission request of session 0.
+HookEvent request(int n) {
+    HookEvent e = event(0, HookEvent::Kind::permissionRequest);
+    e.tool = "Bash";
+    e.toolInput = R"({"command":"touch file-)" + std::to_string(n) + R"(.txt","description":"x"})";
+    return e;
+}
+
+const HookDecision approve{HookDecision::Decision::approve, {}, {}};
+
+// The app's objects, with `sessions` sessions in the compact notch, each with a live claude.
 struct App {
-    SessionStore store{[] {
-        SessionStore::Environment env;
-        env.playSound = [](const QString&) {};
-        return env;
-    }()};
+    QTemporaryDir home;
+    SessionStore store;
     HookServer server{&store};
     NotchController controller{&store};
 
-    App() {
+    explicit App(int sessions = 1) : store(environment(home, sessions)) {
         server.start();
         controller.start();
-        HookEvent hello;
-        hello.sessionId = "bench-session";
-        hello.cwd = "/Users/ada/code/bench";
-        hello.timestamp = nowSinceReferenceDate();
-        store.handle(hello, {});
+        for (int i = 0; i < sessions; ++i)
+            store.handle(event(i), {});
         spin([this] { return panel() && panel()->isExposed(); });
-        settle(1500);
+        Bench::settle(1500);
+    }
+    static SessionStore::Environment environment(const QTemporaryDir& home, int sessions) {
+        SessionStore::Environment env;
+        env.settingsPath = home.filePath("settings.json");
+        env.playSound = [](const QString&) {};
+        env.runningClaudeCwds = [sessions] {
+            std::set<std::string> cwds;
+            for (int i = 0; i < sessions; ++i)
+                cwds.insert(event(i).cwd);
+            return cwds;
+        };
+        return env;
     }
 
     NotchPanel* panel() const { return controller.notch()->surface()->window(); }
@@ -132,36 +103,25 @@ struct App {
         auto* item = loader ? loader->property("item").value<QQuickItem*>() : nullptr;
         return item && item->isVisible() && item->opacity() > 0 ? item : nullptr;
     }
+    void approveSession0() { store.resolve(QString::fromStdString(event(0).sessionId), approve); }
 };
 
-// What hollowmere-hook does: connect, write one line, read until the server closes.
-std::string exchange(const std::string& line) {
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, socketPath, sizeof address.sun_path - 1);
-    std::string answer;
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        send(fd, line.data(), line.size(), MSG_NOSIGNAL) == ssize_t(line.size())) {
-        char buffer[512];
-        for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;)
-            answer.append(buffer, size_t(n));
+struct BareWindow : QQuickWindow {
+    BareWindow() {
+        setColor(Qt::black);
+        resize(960, 540);
     }
-    close(fd);
-    return answer;
-}
+};
 
 // Time from showing a bare window to its first frame swapped.
 double bareWindowFirstFrame() {
-    QQuickWindow window;
-    window.setColor(Qt::black);
-    window.resize(960, 540);
+    BareWindow window;
     bool swapped = false;
     QObject::connect(&window, &QQuickWindow::frameSwapped, [&swapped] { swapped = true; });
     const auto start = Clock::now();
     window.show();
     spin([&] { return swapped; });
-    return ms(Clock::now() - start);
+    return Bench::ms(Clock::now() - start);
 }
 
 int firstFrame(int runs) {
@@ -170,32 +130,31 @@ int firstFrame(int runs) {
         bare.push_back(bareWindowFirstFrame());
     App app;
     for (int i = 0; i < runs; ++i) {
-        NotchPanel* panel = app.panel();
         Clock::time_point connected{}, shown{};
-        const auto onFrame = QObject::connect(panel, &QQuickWindow::frameSwapped, [&] {
+        const auto onFrame = QObject::connect(app.panel(), &QQuickWindow::frameSwapped, [&] {
             if (shown == Clock::time_point{} && app.card())
                 shown = Clock::now();
         });
         auto client = std::async(std::launch::async, [&connected, i] {
             connected = Clock::now();
-            return exchange(request(i).encode() + "\n");
+            return Bench::exchange(socketPath, request(i).encode() + "\n");
         });
         if (!spin([&] { return shown != Clock::time_point{}; })) {
             std::fprintf(stderr, "bench_notch: the prompt card never showed\n");
             return 1;
         }
         QObject::disconnect(onFrame);
-        card.push_back(ms(shown - connected));
-        app.store.resolve(QStringLiteral("bench-session"),
-                          HookDecision{HookDecision::Decision::approve, {}, {}});
+        card.push_back(Bench::ms(shown - connected));
+        app.approveSession0();
         spin([&] { return client.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
-        settle(1200); // back to compact, the card gone
+        Bench::settle(1200); // back to compact, the card gone
     }
-    const double b = median(bare), c = median(card);
-    std::printf("first frame, bare QQuickWindow (reference)   median %.1f ms (%d runs)\n", b, runs);
-    std::printf("hook connection -> prompt card on screen     median %.1f ms, worst %.1f ms\n", c,
-                *std::max_element(card.begin(), card.end()));
-    std::printf("ratio                                         %.2f\n", b > 0 ? c / b : 0);
+    const Bench::Spread b = Bench::spread(bare), c = Bench::spread(card);
+    std::printf("first frame, bare QQuickWindow (reference)   median %.1f ms (%d runs)\n", b.median,
+                runs);
+    std::printf("hook connection -> prompt card on screen     median %.1f ms, worst %.1f ms\n",
+                c.median, c.worst);
+    std::printf("ratio                                         %.2f\n", c.median / b.median);
     return 0;
 }
 
@@ -203,61 +162,149 @@ int growth(int runs) {
     App app;
     NotchSurface* surface = app.controller.notch()->surface();
     int frames = 0;
-    auto counting = [&](NotchPanel* panel) {
-        return QObject::connect(panel, &QQuickWindow::frameSwapped, [&frames] { ++frames; });
+    QObject::connect(app.panel(), &QQuickWindow::frameSwapped, [&frames] { ++frames; });
+    auto nextFrame = [&] {
+        const int target = frames + 1;
+        spin([&] { return frames >= target; });
     };
-    auto nextFrames = [&](int n) {
-        const int target = frames + n;
-        return spin([&] { return frames >= target; });
-    };
-    // Warm up both paths once, so caches and pools are filled before the first reading.
     auto hoverRound = [&] {
         surface->updateHoverState(!surface->isHovering());
-        nextFrames(1);
+        nextFrame();
     };
     auto promptRound = [&](int n) {
         app.store.handle(request(n), [](const HookDecision&) {});
         spin([&] { return app.card() != nullptr; });
-        nextFrames(1);
-        app.store.resolve(QStringLiteral("bench-session"),
-                          HookDecision{HookDecision::Decision::approve, {}, {}});
-        nextFrames(1);
+        nextFrame();
+        app.approveSession0();
+        nextFrame();
     };
-    auto counter = counting(app.panel());
+    // Both paths once, so caches and pools are filled before the first reading.
     for (int i = 0; i < 50; ++i) {
         hoverRound();
         promptRound(i);
     }
-    surface->updateHoverState(false);
-    settle(2000);
-    const long before = residentKiB();
+    auto reading = [&] {
+        surface->updateHoverState(false);
+        Bench::settle(2000);
+        return Bench::residentMiB();
+    };
+    const double before = reading();
     for (int i = 0; i < runs; ++i)
         hoverRound();
-    surface->updateHoverState(false);
-    settle(2000);
-    const long afterHover = residentKiB();
+    const double afterHover = reading();
     for (int i = 0; i < runs; ++i)
         promptRound(i);
-    settle(2000);
-    const long afterPrompts = residentKiB();
-    QObject::disconnect(counter);
-    std::printf("resident memory after warm-up (reference)    %.1f MB\n", before / 1024.0);
-    std::printf("after %d hover changes                       %.1f MB (%+.1f MB)\n", runs,
-                afterHover / 1024.0, (afterHover - before) / 1024.0);
-    std::printf("after %d prompts shown and answered          %.1f MB (%+.1f MB)\n", runs,
-                afterPrompts / 1024.0, (afterPrompts - afterHover) / 1024.0);
-    std::printf("frames drawn                                  %d\n", frames);
+    const double afterPrompts = reading();
+    std::printf("resident memory after warm-up (reference)    %.1f MiB\n", before);
+    std::printf("after %d hover changes                       %+.1f MiB\n", runs,
+                afterHover - before);
+    std::printf("after %d prompts shown and answered          %+.1f MiB\n", runs,
+                afterPrompts - afterHover);
     return 0;
 }
 
-int bareWindow() {
-    QQuickWindow window;
-    window.setColor(Qt::black);
-    window.resize(960, 540);
-    window.show();
-    std::printf("ready\n");
-    std::fflush(stdout);
-    return QGuiApplication::exec();
+int idle(int seconds) {
+    const int ms = seconds * 1000;
+    double bareCpu = 0, bareMiB = 0;
+    {
+        BareWindow window;
+        window.show();
+        Bench::settle(2000);
+        bareCpu = Bench::cpuShareOver(ms);
+        bareMiB = Bench::residentMiB();
+    }
+    App app(10);
+    const double idleCpu = Bench::cpuShareOver(ms), idleMiB = Bench::residentMiB();
+    // Session 0 starts working: a prompt approved at once.
+    app.store.handle(request(0), [](const HookDecision&) {});
+    app.approveSession0();
+    Bench::settle(2000);
+    const double workingCpu = Bench::cpuShareOver(ms), workingMiB = Bench::residentMiB();
+    std::printf("bare QQuickWindow, idle (reference)   %.2f%% of one core, %.1f MiB\n", bareCpu,
+                bareMiB);
+    std::printf("10 idle sessions in the notch         %.2f%% of one core, %.1f MiB (%.2fx)\n",
+                idleCpu, idleMiB, idleCpu / bareCpu);
+    std::printf("one of them working                   %.2f%% of one core, %.1f MiB (%.2fx)\n",
+                workingCpu, workingMiB, workingCpu / bareCpu);
+    return 0;
+}
+
+struct Run {
+    double before = 0, after = 0, peak = 0;
+    qint64 ms = 0;
+};
+
+// Expands a notch, warms up, then moves the pointer in and out `changes` times.
+Run hoverRun(NotchHoverBehavior hover, QQmlComponent* content, Display* dpy, int changes) {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    NotchSurface notch(hover, NotchStyle::notch(), NotchContent(content));
+    notch.setScreenMetricsProvider([](QScreen* s) { return notchedScreen(s->geometry()); });
+    notch.expand(screen);
+    Bench::settle(1000);
+    NotchPanel* panel = notch.window();
+    const QRectF body = panel->layout()->bodyRect().translated(panel->position());
+    const QPoint inside = body.center().toPoint();
+    const QPoint outside(int(body.right()) + 200, int(body.bottom()) + 200);
+    auto move = [&](int i) {
+        const QPoint p = i % 2 ? outside : inside;
+        XTestFakeMotionEvent(dpy, -1, p.x(), p.y(), CurrentTime);
+        XFlush(dpy);
+        // Long enough for several frames of the spring, short of its end: what a pointer
+        // passing over the notch does.
+        Bench::settle(120);
+    };
+    for (int i = 0; i < 40; ++i)
+        move(i);
+    Run run;
+    run.before = Bench::residentMiB();
+    run.peak = run.before;
+    QElapsedTimer clock;
+    clock.start();
+    for (int i = 0; i < changes; ++i) {
+        move(i);
+        run.peak = std::max(run.peak, Bench::residentMiB());
+        if (qEnvironmentVariableIsSet("BENCH_TRACE") && i % 250 == 0)
+            std::fprintf(stderr, "%d changes: %.1f MiB\n", i, Bench::residentMiB());
+    }
+    run.ms = clock.elapsed();
+    Bench::settle(1000);
+    run.after = Bench::residentMiB();
+    notch.hide();
+    Bench::settle(800);
+    return run;
+}
+
+// The shadow's memory across hover changes, on an X server with a compositing manager (so the
+// shadow takes the GL path): an expanded notch and sample content, no app around it.
+int hover(int changes) {
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11) {
+        std::fprintf(stderr, "bench_notch: needs an X server (xvfb-run, xcb)\n");
+        return 1;
+    }
+    QQmlComponent content(NotchPanel::sharedEngine());
+    content.setData("import QtQuick\n"
+                    "Rectangle { implicitWidth: 400; implicitHeight: 120; radius: 10;"
+                    " color: '#1c1c1e'; Text { anchors.centerIn: parent; color: 'white';"
+                    " text: 'Sample content' } }",
+                    QUrl(QStringLiteral("qrc:/bench/Sample.qml")));
+    Display* dpy = x11->display();
+    {
+        NotchSurface probe(NotchHover::none, NotchStyle::notch(), NotchContent());
+        if (!Bench::spin([&] { return probe.isTranslucent(); }, 5000)) {
+            std::fprintf(stderr, "bench_notch: no compositing manager, so no shadow\n");
+            return 1;
+        }
+    }
+    const Run reference = hoverRun(NotchHoverOption::keepVisible, &content, dpy, changes);
+    const Run shadow = hoverRun(NotchHover::all, &content, dpy, changes);
+    std::printf("| case | hover changes | RSS before | RSS after | growth | peak | time |\n");
+    for (const auto& [name, run] : {std::pair{"shadow follows hover (hover: all)", shadow},
+                                    std::pair{"reference: hover draws nothing", reference}})
+        std::printf("| %s | %d | %.1f MiB | %.1f MiB | %+.1f MiB | %.1f MiB | %.1f s |\n", name,
+                    changes, run.before, run.after, run.after - run.before, run.peak,
+                    run.ms / 1000.0);
+    return 0;
 }
 
 } // namespace
@@ -268,13 +315,16 @@ int main(int argc, char** argv) {
     QGuiApplication app(argc, argv);
     app.setQuitOnLastWindowClosed(false);
     const QString mode = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
-    const int runs = argc > 2 ? std::max(1, atoi(argv[2])) : 0;
+    const int n = argc > 2 ? std::max(1, atoi(argv[2])) : 0;
     if (mode == QLatin1String("first-frame"))
-        return firstFrame(runs ? runs : 20);
+        return firstFrame(n ? n : 20);
     if (mode == QLatin1String("growth"))
-        return growth(runs ? runs : 1000);
-    if (mode == QLatin1String("bare-window"))
-        return bareWindow();
-    std::fprintf(stderr, "usage: bench_notch first-frame [N] | growth [N] | bare-window\n");
+        return growth(n ? n : 1000);
+    if (mode == QLatin1String("idle"))
+        return idle(n ? n : 30);
+    if (mode == QLatin1String("hover"))
+        return hover(n ? n : 1000);
+    std::fprintf(stderr, "usage: bench_notch first-frame [N] | growth [N] | idle [SECONDS] | "
+                         "hover [N]\n");
     return 2;
 }

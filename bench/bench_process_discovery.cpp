@@ -16,36 +16,26 @@
 
 namespace {
 
-constexpr int sleeperCount = 1000;
-
-// Sleepers live for the whole run; they are killed by pid when it ends.
-class Sleepers {
-public:
+// 1,000 sleepers for the whole run, killed by pid when it ends.
+struct Sleepers {
+    std::vector<pid_t> pids;
     Sleepers() {
-        char program[] = "/bin/sleep";
-        char seconds[] = "3600";
-        char* argv[] = {program, seconds, nullptr};
-        for (int i = 0; i < sleeperCount; ++i) {
-            pid_t pid = 0;
-            if (posix_spawn(&pid, program, nullptr, nullptr, argv, environ) == 0)
-                m_pids.push_back(pid);
+        const char* argv[] = {"/bin/sleep", "3600", nullptr};
+        for (pid_t pid = 0; pids.size() < 1000; pids.push_back(pid)) {
+            if (posix_spawn(&pid, argv[0], nullptr, nullptr, const_cast<char**>(argv), environ))
+                break;
         }
     }
     ~Sleepers() {
-        for (pid_t pid : m_pids)
+        for (pid_t pid : pids)
             kill(pid, SIGKILL);
-        for (pid_t pid : m_pids)
+        for (pid_t pid : pids)
             waitpid(pid, nullptr, 0);
     }
-    size_t size() const { return m_pids.size(); }
-
-private:
-    std::vector<pid_t> m_pids;
 };
 
-Sleepers& sleepers() {
+void sleepers() {
     static Sleepers instance;
-    return instance;
 }
 
 void referenceReadEveryStat(benchmark::State& state) {

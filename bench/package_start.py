@@ -22,8 +22,8 @@ import sys
 import tempfile
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-SOURCE = os.path.dirname(HERE)
+from benchlib import SOURCE, isolate
+
 SOCKET = "/tmp/hollowmere.sock"
 
 
@@ -33,10 +33,8 @@ def evict(paths):
             fd = os.open(path, os.O_RDONLY)
         except OSError:
             continue
-        try:
-            os.posix_fadvise(fd, 0, 0, os.POSIX_FADV_DONTNEED)
-        finally:
-            os.close(fd)
+        os.posix_fadvise(fd, 0, 0, os.POSIX_FADV_DONTNEED)
+        os.close(fd)
 
 
 def mapped_files(pid):
@@ -82,24 +80,10 @@ def version_time(app, env):
     return time.perf_counter() - start, cpu
 
 
-def describe(name, samples):
-    wall = [s[0] * 1000 for s in samples]
-    cpu = [s[1] * 1000 for s in samples]
-    return "%s: wall median %.1f ms (min %.1f), CPU median %.1f ms (%d runs)" % (
-        name, statistics.median(wall), min(wall), statistics.median(cpu), len(samples))
-
-
-def ratio(samples, reference, index):
-    return (statistics.median(s[index] for s in samples) /
-            statistics.median(s[index] for s in reference))
-
-
 def main():
     build = os.path.abspath(sys.argv[1] if len(sys.argv) > 1 else os.path.join(SOURCE, "build"))
     runs = int(sys.argv[2]) if len(sys.argv) > 2 else 15
-    if os.environ.get("HOLLOWMERE_ISOLATED") != "1":
-        os.execv(os.path.join(SOURCE, "tests", "support", "isolated.sh"),
-                 ["isolated.sh", sys.executable, os.path.abspath(__file__), build, str(runs)])
+    isolate(build, runs)
 
     scratch = tempfile.mkdtemp(prefix="hollowmere-bench-")
     try:
@@ -131,13 +115,13 @@ def main():
             cold.append(start_until_listening(app, env))
             warm_ref.append(version_time(app, env))
             warm.append(start_until_listening(app, env))
-        print(describe("cold start to listening", cold))
-        print(describe("cold --version (reference)", cold_ref))
-        print(describe("warm start to listening", warm))
-        print(describe("warm --version (reference)", warm_ref))
-        print("ratio of medians to the reference, wall: cold %.2f, warm %.2f; "
-              "CPU: cold %.2f, warm %.2f" % (ratio(cold, cold_ref, 0), ratio(warm, warm_ref, 0),
-                                             ratio(cold, cold_ref, 1), ratio(warm, warm_ref, 1)))
+        for case, timed, reference in (("cold", cold, cold_ref), ("warm", warm, warm_ref)):
+            for what, i in (("wall", 0), ("CPU", 1)):
+                app_ms, ref_ms = (statistics.median(s[i] for s in x) * 1000
+                                  for x in (timed, reference))
+                print("%s, %s: until listening %.1f ms, --version (reference) %.1f ms, "
+                      "ratio %.2f (medians of %d runs)" % (case, what, app_ms, ref_ms,
+                                                          app_ms / ref_ms, runs))
     finally:
         shutil.rmtree(scratch, True)
         if os.path.lexists(SOCKET):

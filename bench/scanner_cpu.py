@@ -19,14 +19,7 @@ import sys
 import tempfile
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-SOURCE = os.path.dirname(HERE)
-
-
-def cpu_seconds(pid):
-    with open("/proc/%d/stat" % pid) as f:
-        fields = f.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+from benchlib import cpu_seconds, isolate, stand_in_claude
 
 
 def wait_for(path, text, timeout=120):
@@ -50,11 +43,7 @@ def measure(build, seconds):
     subprocess.run([os.path.join(build, "bin", "bench_sessionscanner"), "--write-transcript",
                     transcript, str(100 << 20), project], check=True)
 
-    # A stand-in `claude` process: only its name and working directory matter to the app.
-    fake = os.path.join(work, "bin", "claude")
-    os.makedirs(os.path.dirname(fake))
-    shutil.copy("/bin/sleep", fake)
-    claude = subprocess.Popen([fake, "100000"], cwd=project)
+    claude = stand_in_claude(work, project)
 
     env = dict(os.environ, HOME=home, QT_QPA_PLATFORM="offscreen",
                XDG_CONFIG_HOME=os.path.join(home, ".config"))
@@ -101,11 +90,7 @@ def main():
     parser.add_argument("build")
     parser.add_argument("--seconds", type=float, default=30)
     args = parser.parse_args()
-    if os.environ.get("HOLLOWMERE_ISOLATED") != "1":
-        os.execv(os.path.join(SOURCE, "tests", "support", "isolated.sh"),
-                 [os.path.join(SOURCE, "tests", "support", "isolated.sh"), sys.executable,
-                  os.path.abspath(__file__), os.path.abspath(args.build),
-                  "--seconds", str(args.seconds)])
+    isolate(os.path.abspath(args.build), "--seconds", args.seconds)
     measure(os.path.abspath(args.build), args.seconds)
 
 

@@ -56,18 +56,17 @@ fi
 # Notch: resident memory across 1,000 hover changes of an expanded notch, on Xvfb with a
 # compositing manager (the shadow's GL path), beside the same moves over a notch that draws no
 # hover change.
-if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_notch_hover" ]; then
-    echo "== bench_notch_hover"
+if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_notch" ]; then
+    echo "== bench_notch hover"
     QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1920x1080x24" \
-        sh -c 'xcompmgr & exec "$@"' bench "$bin/bench_notch_hover" 1000
+        sh -c 'xcompmgr & exec "$@"' bench "$bin/bench_notch" hover 1000
 fi
 
 # Session notch: hook connection to the prompt card's first frame beside a bare Qt Quick window's
-# first frame; memory over 1,000 hover changes and 1,000 prompts; then the whole app's CPU and
-# memory with 10 idle sessions and with one working, beside a bare window on the same X server.
+# first frame; memory over 1,000 hover changes and 1,000 prompts; then CPU and memory with 10
+# idle sessions and with one working, beside a bare window idle on the same X server.
 if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_notch" ]; then
     echo "== bench_notch"
     "$(dirname "$0")/../tests/support/isolated.sh" xvfb-run -a -s "-screen 0 1920x1080x24" \
-        env QT_QPA_PLATFORM=xcb sh -c "'$bin/bench_notch' first-frame 20 && '$bin/bench_notch' growth 1000"
-    "$(dirname "$0")/../bench/notch_idle.py" "$build"
+        env QT_QPA_PLATFORM=xcb sh -c "'$bin/bench_notch' first-frame 20 && '$bin/bench_notch' growth 1000 && '$bin/bench_notch' idle 30"
 fi

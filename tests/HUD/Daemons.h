@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "../support/Files.h"
+
 #include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -140,11 +142,11 @@ inline std::unique_ptr<Process> startPulseAudio(const QString& dir,
     return pulse;
 }
 
-// Calls a method of a mock's org.freedesktop.DBus.Mock interface on the system bus.
+// Calls a method of a mock on the system bus (by default of its org.freedesktop.DBus.Mock).
 inline QDBusMessage callMock(const QString& service, const QString& path, const QString& method,
-                             const QVariantList& args) {
-    auto message =
-        QDBusMessage::createMethodCall(service, path, "org.freedesktop.DBus.Mock", method);
+                             const QVariantList& args,
+                             const QString& interface = "org.freedesktop.DBus.Mock") {
+    auto message = QDBusMessage::createMethodCall(service, path, interface, method);
     message.setArguments(args);
     return QDBusConnection::systemBus().call(message, QDBus::Block, 10000);
 }
@@ -158,11 +160,41 @@ inline std::unique_ptr<Process> startLogind(const QString& sysfs) {
                                 {"auto", "seat0", uint(0), "root", true});
     const QString code =
         QString("open('%1/' + args[1] + '/brightness', 'w').write('%d\\n' % args[2])").arg(sysfs);
-    const auto method = callMock(login, "/org/freedesktop/login1/session/auto", "AddMethod",
-                                 {"org.freedesktop.login1.Session", "SetBrightness", "ssu", "", code});
+    const auto method =
+        callMock(login, "/org/freedesktop/login1/session/auto", "AddMethod",
+                 {"org.freedesktop.login1.Session", "SetBrightness", "ssu", "", code});
     if (added.type() != QDBusMessage::ReplyMessage || method.type() != QDBusMessage::ReplyMessage)
         qWarning() << "logind mock not set up:" << added.errorMessage() << method.errorMessage();
     return mock;
+}
+
+// A backlight device folder as the kernel shows one under /sys/class/backlight.
+inline void addBacklight(const QString& root, const QString& name, const char* type, int max,
+                         int value) {
+    writeBytes(root + '/' + name + "/type", QByteArray(type) + '\n');
+    writeBytes(root + '/' + name + "/max_brightness", QByteArray::number(max) + '\n');
+    writeBytes(root + '/' + name + "/brightness", QByteArray::number(value) + '\n');
+}
+
+// UPower's display device: a battery at `percentage` in `state` (1 charging, 2 discharging).
+inline bool setupBattery(double percentage, uint state) {
+    return callMock("org.freedesktop.UPower", "/org/freedesktop/UPower", "SetupDisplayDevice",
+                    {uint(2), state, percentage, 30.0, 60.0, 10.0, qlonglong(3600), qlonglong(0),
+                     true, QString("battery-good-symbolic"), uint(1)})
+               .type() == QDBusMessage::ReplyMessage;
+}
+
+// Makes UPower announce `onBattery` and then answer nothing for `seconds`, as a stuck service.
+inline void stallUPower(bool onBattery, double seconds) {
+    const QString upower = "org.freedesktop.UPower", manager = "/org/freedesktop/UPower";
+    callMock(upower, manager, "AddMethod",
+             {upower, "Stall", "bd", "",
+              "self.Set('org.freedesktop.UPower', 'OnBattery', dbus.Boolean(args[0]))\n"
+              "self.connection.flush()\n"
+              "time.sleep(args[1])"});
+    auto stall = QDBusMessage::createMethodCall(upower, manager, upower, "Stall");
+    stall.setArguments({onBattery, seconds});
+    QDBusConnection::systemBus().send(stall);
 }
 
 } // namespace Daemons

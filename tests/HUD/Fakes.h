@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "HUD/BrightnessMonitor.h"
+#include "HUD/MediaKeys.h"
+#include "HUD/SystemHUDSuppressor.h"
+#include "HUD/VolumeMonitor.h"
 #include "Platform/AudioOutput.h"
 #include "Platform/Backlight.h"
 #include "Platform/MediaKeyTap.h"
@@ -80,5 +84,35 @@ public:
         ++installs;
         handler = std::move(h);
         return accept;
+    }
+};
+
+// The keys the monitors listen to, over a fake tap, with trust granted.
+struct TrustedKeys : SystemHUDSuppressor {
+    TrustedKeys()
+        : SystemHUDSuppressor(std::make_unique<FakeMediaKeyTap>(), [](bool) { return true; }) {}
+};
+
+inline SystemDefinedEvent press(quint32 code) {
+    return MediaKeys::auxKeyEvent(code, MediaKeys::keyDownState);
+}
+
+// The volume and brightness monitors over fakes, on one set of keys; volume started.
+struct FakeHUD {
+    TrustedKeys keys;
+    FakeAudioOutput* output = new FakeAudioOutput;
+    FakeBacklight* backlight = new FakeBacklight;
+    std::unique_ptr<VolumeMonitor> volume;
+    std::unique_ptr<BrightnessMonitor> brightness;
+    // `device` is the default output (id 1), if any.
+    FakeHUD(std::optional<FakeDevice> device, std::optional<float> bright) {
+        output->defaultId = device ? std::optional<AudioOutput::DeviceId>(1) : std::nullopt;
+        if (device)
+            output->devices[1] = *device;
+        backlight->level = bright;
+        volume = std::make_unique<VolumeMonitor>(std::unique_ptr<AudioOutput>(output), &keys);
+        brightness =
+            std::make_unique<BrightnessMonitor>(std::unique_ptr<Backlight>(backlight), &keys);
+        volume->start();
     }
 };

@@ -45,99 +45,86 @@ private:
 class TestMediaKeysX11 : public QObject {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void pressesReachTheGrabAndAreSwallowed();
-    void aSecondGrabIsRefusedAndLogged();
+    void initTestCase() {
+        m_xvfb = std::make_unique<Daemons::Process>(
+            "Xvfb", QStringList{":42", "-nolisten", "tcp", "-screen", "0", "640x480x24"});
+        qputenv("DISPLAY", ":42");
+        QDeadlineTimer deadline(Daemons::readyWaitMs);
+        while (!(m_display = XOpenDisplay(":42")) && !deadline.hasExpired())
+            QTest::qWait(100);
+        QVERIFY(m_display);
+        int event, error, major, minor;
+        QVERIFY(XTestQueryExtension(m_display, &event, &error, &major, &minor));
+    }
+
+    void cleanupTestCase() {
+        m_suppressor.reset();
+        if (m_display)
+            XCloseDisplay(m_display);
+    }
+
+    void pressesReachTheGrabAndAreSwallowed() {
+        FocusedWindow window(m_display);
+        QStringList calls;
+        m_suppressor =
+            std::make_unique<SystemHUDSuppressor>(makeMediaKeyTap(), [](bool) { return true; });
+        m_suppressor->onVolumeUp = [&] { calls << "up"; };
+        m_suppressor->onVolumeDown = [&] { calls << "down"; };
+        m_suppressor->onVolumeMute = [&] { calls << "mute"; };
+        m_suppressor->onBrightnessUp = [&] { calls << "bright+"; };
+        m_suppressor->onBrightnessDown = [&] { calls << "bright-"; };
+        m_suppressor->start();
+        QVERIFY(m_suppressor->isRunning());
+
+        // Play/pause is not ours: it reaches the window, and so would ours have, before the 'a'.
+        for (KeySym key : {XF86XK_AudioRaiseVolume, XF86XK_AudioLowerVolume,
+                           XF86XK_AudioLowerVolume, XF86XK_AudioMute, XF86XK_MonBrightnessUp,
+                           XF86XK_MonBrightnessDown, XF86XK_AudioPlay, XK_a})
+            tap(key);
+        QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(2), Daemons::readyWaitMs);
+        QCOMPARE(window.pressed(),
+                 (std::vector<unsigned>{XKeysymToKeycode(m_display, XF86XK_AudioPlay),
+                                        XKeysymToKeycode(m_display, XK_a)}));
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 6, Daemons::readyWaitMs);
+        QCOMPARE(calls, QStringList({"up", "down", "down", "mute", "bright+", "bright-"}));
+
+        // Holding a key: the server repeats the press, and each repeat is one more step.
+        const KeyCode down = XKeysymToKeycode(m_display, XF86XK_AudioLowerVolume);
+        XTestFakeKeyEvent(m_display, down, True, CurrentTime);
+        XFlush(m_display);
+        QTRY_VERIFY_WITH_TIMEOUT(calls.count("down") >= 5, Daemons::readyWaitMs);
+        XTestFakeKeyEvent(m_display, down, False, CurrentTime);
+        tap(XK_c);
+        QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(3), Daemons::readyWaitMs);
+        QCOMPARE(window.pressed()[2], unsigned(XKeysymToKeycode(m_display, XK_c)));
+    }
+
+    void aSecondGrabIsRefusedAndLogged() {
+        QVERIFY(m_suppressor && m_suppressor->isRunning());
+        for (const char* key : {"XF86AudioRaiseVolume", "XF86AudioLowerVolume",
+                                "XF86MonBrightnessUp", "XF86MonBrightnessDown", "XF86AudioMute"})
+            QTest::ignoreMessage(QtWarningMsg,
+                                 QRegularExpression(QString("HUDSuppressor: %1 is held by another "
+                                                            "program \\(BadAccess\\)")
+                                                        .arg(key)));
+        SystemHUDSuppressor second(makeMediaKeyTap(), [](bool) { return true; });
+        second.start();
+        QVERIFY(!second.isRunning());
+    }
 
 private:
-    void tap(KeySym keysym);
+    void tap(KeySym keysym) {
+        const KeyCode code = XKeysymToKeycode(m_display, keysym);
+        QVERIFY2(code != 0, "key not in the server's keymap");
+        XTestFakeKeyEvent(m_display, code, True, CurrentTime);
+        XTestFakeKeyEvent(m_display, code, False, CurrentTime);
+        XFlush(m_display);
+    }
 
     std::unique_ptr<Daemons::Process> m_xvfb;
     Display* m_display = nullptr;
     std::unique_ptr<SystemHUDSuppressor> m_suppressor;
 };
-
-void TestMediaKeysX11::initTestCase() {
-    m_xvfb = std::make_unique<Daemons::Process>(
-        "Xvfb", QStringList{":42", "-nolisten", "tcp", "-screen", "0", "640x480x24"});
-    qputenv("DISPLAY", ":42");
-    QDeadlineTimer deadline(Daemons::readyWaitMs);
-    while (!(m_display = XOpenDisplay(":42")) && !deadline.hasExpired())
-        QTest::qWait(100);
-    QVERIFY(m_display);
-    int event, error, major, minor;
-    QVERIFY(XTestQueryExtension(m_display, &event, &error, &major, &minor));
-}
-
-void TestMediaKeysX11::cleanupTestCase() {
-    m_suppressor.reset();
-    if (m_display)
-        XCloseDisplay(m_display);
-}
-
-void TestMediaKeysX11::tap(KeySym keysym) {
-    const KeyCode code = XKeysymToKeycode(m_display, keysym);
-    QVERIFY2(code != 0, "key not in the server's keymap");
-    XTestFakeKeyEvent(m_display, code, True, CurrentTime);
-    XTestFakeKeyEvent(m_display, code, False, CurrentTime);
-    XFlush(m_display);
-}
-
-void TestMediaKeysX11::pressesReachTheGrabAndAreSwallowed() {
-    FocusedWindow window(m_display);
-    QStringList calls;
-    m_suppressor =
-        std::make_unique<SystemHUDSuppressor>(makeMediaKeyTap(), [](bool) { return true; });
-    m_suppressor->onVolumeUp = [&] { calls << "up"; };
-    m_suppressor->onVolumeDown = [&] { calls << "down"; };
-    m_suppressor->onVolumeMute = [&] { calls << "mute"; };
-    m_suppressor->onBrightnessUp = [&] { calls << "bright+"; };
-    m_suppressor->onBrightnessDown = [&] { calls << "bright-"; };
-    m_suppressor->start();
-    QVERIFY(m_suppressor->isRunning());
-
-    // The window sees an ordinary key, so it would have seen the media keys before it.
-    tap(XF86XK_AudioRaiseVolume);
-    tap(XK_a);
-    QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(1), Daemons::readyWaitMs);
-    QCOMPARE(window.pressed()[0], unsigned(XKeysymToKeycode(m_display, XK_a)));
-    QTRY_COMPARE_WITH_TIMEOUT(calls, QStringList{"up"}, Daemons::readyWaitMs);
-
-    for (KeySym key : {XF86XK_AudioLowerVolume, XF86XK_AudioLowerVolume, XF86XK_AudioMute,
-                       XF86XK_MonBrightnessUp, XF86XK_MonBrightnessDown})
-        tap(key);
-    // Play/pause is not ours: it reaches the window.
-    tap(XF86XK_AudioPlay);
-    tap(XK_b);
-    QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(3), Daemons::readyWaitMs);
-    QCOMPARE(window.pressed()[1], unsigned(XKeysymToKeycode(m_display, XF86XK_AudioPlay)));
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 6, Daemons::readyWaitMs);
-    QCOMPARE(calls, QStringList({"up", "down", "down", "mute", "bright+", "bright-"}));
-
-    // Holding a key: the server repeats the press, and each repeat is one more step.
-    const KeyCode down = XKeysymToKeycode(m_display, XF86XK_AudioLowerVolume);
-    XTestFakeKeyEvent(m_display, down, True, CurrentTime);
-    XFlush(m_display);
-    QTRY_VERIFY_WITH_TIMEOUT(calls.count("down") >= 5, Daemons::readyWaitMs);
-    XTestFakeKeyEvent(m_display, down, False, CurrentTime);
-    tap(XK_c);
-    QTRY_COMPARE_WITH_TIMEOUT(window.pressed().size(), size_t(4), Daemons::readyWaitMs);
-    QCOMPARE(window.pressed()[3], unsigned(XKeysymToKeycode(m_display, XK_c)));
-}
-
-void TestMediaKeysX11::aSecondGrabIsRefusedAndLogged() {
-    QVERIFY(m_suppressor && m_suppressor->isRunning());
-    for (const char* key : {"XF86AudioRaiseVolume", "XF86AudioLowerVolume", "XF86MonBrightnessUp",
-                            "XF86MonBrightnessDown", "XF86AudioMute"})
-        QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(QString("HUDSuppressor: %1 is held by another "
-                                                        "program \\(BadAccess\\)")
-                                                    .arg(key)));
-    SystemHUDSuppressor second(makeMediaKeyTap(), [](bool) { return true; });
-    second.start();
-    QVERIFY(!second.isRunning());
-}
 
 int main(int argc, char** argv) {
     Daemons::isolate(argv);

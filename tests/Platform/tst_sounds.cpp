@@ -13,10 +13,6 @@ QString streamsPlaying() {
     return out;
 }
 
-bool themeHas(const QString& file) {
-    return !QStandardPaths::locate(QStandardPaths::GenericDataLocation, "sounds/" + file).isEmpty();
-}
-
 } // namespace
 
 class TestSounds : public QObject {
@@ -26,11 +22,20 @@ private slots:
         QVERIFY(m_dir.isValid());
         m_pulse = Daemons::startPulseAudio(m_dir.path());
         QVERIFY(Daemons::run("pactl", {"info"}));
-        if (!themeHas("freedesktop/stereo/complete.oga"))
+        if (QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                                   "sounds/freedesktop/stereo/complete.oga")
+                .isEmpty())
             QSKIP("the freedesktop sound theme is not installed");
     }
 
     void systemNamesPlayTheirThemeSoundOnceAtATime() {
+        // Without a server the player fails on its own, detached, and frees its sound.
+        const QByteArray server = qgetenv("PULSE_SERVER");
+        qputenv("PULSE_SERVER", "unix:/nonexistent/native");
+        Sounds::play("Basso");
+        Sounds::play("NoSuchSystemSound");
+        qputenv("PULSE_SERVER", server);
+
         // Three sessions stopping at once: one chime ("Hero" is the same theme sound).
         Sounds::play("Glass");
         Sounds::play("Glass");
@@ -39,20 +44,8 @@ private slots:
         QTest::qWait(300); // time enough for a second player to connect, had one started
         QCOMPARE(streamsPlaying().count("Sink Input #"), 1);
 
-        QTRY_VERIFY_WITH_TIMEOUT(!streamsPlaying().contains("media.name"), 20000);
         Sounds::play("Basso");
         QTRY_VERIFY_WITH_TIMEOUT(streamsPlaying().contains("dialog-error.oga"), 20000);
-    }
-
-    void withoutServerNothingHappens() {
-        QTRY_VERIFY_WITH_TIMEOUT(!streamsPlaying().contains("media.name"), 20000);
-        const QByteArray server = qgetenv("PULSE_SERVER");
-        qputenv("PULSE_SERVER", "unix:/nonexistent/native");
-        Sounds::play("Glass"); // the player fails on its own, detached
-        Sounds::play("NoSuchSystemSound");
-        qputenv("PULSE_SERVER", server);
-        QTest::qWait(300);
-        QVERIFY(!streamsPlaying().contains("media.name"));
     }
 
 private:
