@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The volume monitor against a real PulseAudio daemon with two null sinks.
+// PulseAudio's clients against a real daemon with two null sinks: the volume monitor and the
+// finishing chime.
 #include "../support/LoopGaps.h"
 #include "Daemons.h"
 #include "Fakes.h"
 #include "HUD/VolumeMonitor.h"
+#include "Platform/Sounds.h"
+
+#include <QStandardPaths>
 
 #include <csignal>
 
@@ -33,6 +37,10 @@ quint32 sinkId(const QString& name) {
             return fields[0].toUInt() + 1;
     }
     return 0;
+}
+
+QString streamsPlaying() {
+    return pactl({"list", "sink-inputs"});
 }
 
 // The app's volume monitor, started, with its own keys.
@@ -130,6 +138,29 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(volume.volume(), 0.8125f, wait);
         QCOMPARE(rawVolume("beta"), 53248);
         QCOMPARE(rawVolume("alpha"), 16384);
+    }
+
+    void chimesPlayTheirThemeSoundOnceAtATime() {
+        if (QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                                   "sounds/freedesktop/stereo/complete.oga")
+                .isEmpty())
+            QSKIP("the freedesktop sound theme is not installed");
+        // Without a server the player fails on its own, detached, and frees its sound.
+        const QByteArray server = qgetenv("PULSE_SERVER");
+        qputenv("PULSE_SERVER", "unix:/nonexistent/native");
+        Sounds::play("Basso");
+        Sounds::play("NoSuchSystemSound");
+        qputenv("PULSE_SERVER", server);
+
+        // Three sessions stopping at once: one chime ("Hero" is the same theme sound).
+        Sounds::play("Glass");
+        Sounds::play("Glass");
+        Sounds::play("Hero");
+        QTRY_VERIFY_WITH_TIMEOUT(streamsPlaying().contains("complete.oga"), wait);
+        QTest::qWait(300); // time enough for a second player to connect, had one started
+        QCOMPARE(streamsPlaying().count("Sink Input #"), 1);
+        Sounds::play("Basso");
+        QTRY_VERIFY_WITH_TIMEOUT(streamsPlaying().contains("dialog-error.oga"), wait);
     }
 
     // Last: it leaves the server on another socket.
