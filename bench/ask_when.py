@@ -23,7 +23,6 @@ from benchlib import SOURCE, isolate
 
 sys.path.insert(0, os.path.join(SOURCE, "tests", "e2e"))
 import claude_env  # noqa: E402
-from test_claude_code import Responder  # noqa: E402
 
 READS, WRITES = 18, 2
 
@@ -66,8 +65,9 @@ def session(build, root, project, mode, delay_ms):
     if mode and mode != NOOP:
         hollowmere(build, home, "hooks", "install")
         hollowmere(build, home, "hooks", "ask-when", mode)
-        responder = Responder(home, "approve", os.path.join(home, "app.jsonl"), delay_ms=delay_ms,
-                              program=os.path.join(build, "tests", "e2e_responder"), quiet=True)
+        responder = claude_env.Responder(
+            home, "approve", os.path.join(home, "app.jsonl"), delay_ms=delay_ms,
+            program=os.path.join(build, "tests", "e2e_responder"), quiet=True)
     try:
         workdir = tempfile.mkdtemp(dir=root)
         with claude_env.StandIn(script(project), workdir) as api:
