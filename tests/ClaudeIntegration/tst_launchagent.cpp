@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "../support/Files.h"
+
 using LaunchAgentService::Context;
 using LaunchAgentService::Scheme;
 
@@ -30,12 +32,8 @@ struct Fixture {
         context.home = dir.filePath("home");
         context.configHome = dir.filePath("home/.config");
         context.executable = dir.filePath("app dir/100%/") + executableName;
-        QDir().mkpath(QFileInfo(context.executable).absolutePath());
-        QFile exe(context.executable);
-        exe.open(QIODevice::WriteOnly);
-        exe.write("#!/bin/sh\n");
-        exe.close();
-        exe.setPermissions(exe.permissions() | QFile::ExeOwner);
+        writeBytes(context.executable, "#!/bin/sh\n");
+        QFile::setPermissions(context.executable, QFile::ReadOwner | QFile::ExeOwner);
         context.run = [this](const QStringList& args) {
             ran.append(args);
             const QString key = args.value(0) + u' ' + args.value(2);
@@ -44,11 +42,6 @@ struct Fixture {
     }
     QString home(const QString& rel) const { return context.home + u'/' + rel; }
 };
-
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 // Runs a checker; its exit status and what it said.
 std::pair<int, QString> check(const QString& program, const QStringList& args) {
@@ -100,14 +93,11 @@ private slots:
         QCOMPARE(f.ran, QList<QStringList>({{"/bin/launchctl", "unload", plist}}));
         QVERIFY(!QFileInfo::exists(plist));
         QVERIFY(!LaunchAgentService::isInstalled(f.context));
-    }
 
-    void launchdFailureRunsNothing() {
-        Fixture f(Scheme::launchd);
-        QDir().mkpath(f.home("Library"));
-        QFile blocker(f.home("Library/LaunchAgents")); // a file where the folder must go
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        // A file where the folder must go: nothing is loaded.
+        QVERIFY(QDir(f.home("Library/LaunchAgents")).removeRecursively());
+        writeBytes(f.home("Library/LaunchAgents"), {});
+        f.ran.clear();
         QVERIFY(!LaunchAgentService::install(f.context));
         QVERIFY(f.ran.isEmpty());
         QVERIFY(!LaunchAgentService::isInstalled(f.context));
@@ -145,7 +135,7 @@ private slots:
                 {"systemctl", "--user", "daemon-reload"},
                 {"systemctl", "--user", "enable", "hollowmere.service"}};
             QCOMPARE(f.ran, expected);
-            QVERIFY(readAll(file).contains("Restart=on-failure\n"));
+            QVERIFY(readBytes(file).contains("Restart=on-failure\n"));
             const auto [code, said] = check("systemd-analyze", {"verify", file});
             QVERIFY2(code == 0, qPrintable(said));
         } else {
@@ -170,8 +160,7 @@ private slots:
         QVERIFY(QFileInfo::exists(f.home(unit)));
         f.status["systemctl is-active"] = 3;
         QVERIFY(LaunchAgentService::install(f.context));
-        QVERIFY(QFileInfo::exists(f.home(autostart)));
-        QVERIFY(!QFileInfo::exists(f.home(unit)));
+        QVERIFY(QFileInfo::exists(f.home(autostart)) && !QFileInfo::exists(f.home(unit)));
         QVERIFY(
             f.ran.contains(QStringList{"systemctl", "--user", "disable", "hollowmere.service"}));
     }
@@ -222,11 +211,8 @@ private slots:
         QTemporaryDir dir;
         const QString marker = dir.filePath("started");
         const QString exe = dir.filePath("new copy");
-        QFile script(exe);
-        QVERIFY(script.open(QIODevice::WriteOnly));
-        script.write(QStringLiteral("#!/bin/sh\ndate +%s%N > '%1'\n").arg(marker).toUtf8());
-        script.close();
-        script.setPermissions(script.permissions() | QFile::ExeOwner);
+        writeBytes(exe, QStringLiteral("#!/bin/sh\ndate +%s%N > '%1'\n").arg(marker).toUtf8());
+        QVERIFY(QFile::setPermissions(exe, QFile::ReadOwner | QFile::ExeOwner));
 
         const QString ended = dir.filePath("ended");
         QProcess old; // stands in for the running app: notes when it is about to exit
@@ -236,7 +222,7 @@ private slots:
         QVERIFY(QProcess::startDetached(c.program, c.arguments));
         QVERIFY(old.waitForFinished(10000));
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(marker).size() > 0, 15000);
-        QVERIFY(readAll(marker).trimmed().toLongLong() > readAll(ended).trimmed().toLongLong());
+        QVERIFY(readBytes(marker).trimmed().toLongLong() > readBytes(ended).trimmed().toLongLong());
     }
 };
 

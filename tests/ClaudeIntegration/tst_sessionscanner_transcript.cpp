@@ -58,214 +58,9 @@ json missing() {
     return json(json::value_t::discarded);
 }
 
-} // namespace
-
-class TestTranscriptReader : public QObject {
-    Q_OBJECT
-private slots:
-    void init() { QVERIFY(m_dir.isValid()); }
-
-    void promptsAreStrippedTrimmedAndCut();
-    void assistantTextAndModel();
-    void specialFilesNeitherBlockNorCrash();
-    void overlongLinesAreSkippedWithBoundedMemory();
-    void readsOnlyWhatWasAppended();
-    void unfinishedLastLineWaits();
-    void startsOverWhenShrunkReplacedOrRewritten();
-    void incrementalEqualsWholeFileOnRandomTranscripts();
-
-private:
-    std::string path(const char* name) { return m_dir.filePath(name).toStdString(); }
-    static void write(const std::string& p, const std::string& bytes, bool append = false) {
-        std::ofstream out(p, std::ios::binary | (append ? std::ios::app : std::ios::trunc));
-        out << bytes;
-    }
-    static std::string lines(std::initializer_list<std::string> ls) {
-        std::string s;
-        for (const auto& l : ls)
-            s += l + "\n";
-        return s;
-    }
-    TranscriptFacts parse(const std::string& content) {
-        const std::string p = path("t.jsonl");
-        write(p, content);
-        return TranscriptReader::parseFile(p);
-    }
-
-    QTemporaryDir m_dir;
-};
-
-void TestTranscriptReader::promptsAreStrippedTrimmedAndCut() {
-    // Only a wrapper block: no prompt at all; wrappers across lines go, the rest stays.
-    QCOMPARE(TranscriptParse::promptText("<command-name>/clear</command-name>\n<x>a\nb</x>\n"),
-             std::nullopt);
-    QCOMPARE(TranscriptParse::promptText("<ctx>\nsecret\n</ctx>\n  fix the build  "),
-             QString("fix the build"));
-    QCOMPARE(TranscriptParse::promptText("a < b and c > d"), QString("a < b and c > d"));
-    QCOMPARE(TranscriptParse::promptText("   "), std::nullopt);
-
-    const std::string exact(240, 'x');
-    QCOMPARE(TranscriptParse::promptText(exact), QString::fromStdString(exact));
-    QCOMPARE(TranscriptParse::promptText(exact + "y"),
-             QString::fromStdString(exact) + QChar(0x2026));
-    // Characters, not bytes or UTF-16 units: 241 emoji keep 240 of them whole.
-    QString emoji;
-    for (int i = 0; i < 241; ++i)
-        emoji += QString::fromUtf8("\xF0\x9F\x98\x80");
-    auto cut = TranscriptParse::promptText(emoji.toStdString());
-    QVERIFY(cut);
-    QCOMPARE(cut->size(), 240 * 2 + 1);
-    QVERIFY(cut->endsWith(QChar(0x2026)));
-
-    // String content and text blocks are prompts; tool results and empty texts are not.
-    auto f = parse(lines({userPrompt("<system-reminder>r</system-reminder>"), userPrompt("first"),
-                          toolResult("t1"),
-                          userBlocks(json::array({{{"type", "text"}, {"text", "second"}},
-                                                  {{"type", "image"}},
-                                                  {{"type", "text"}, {"text", "third"}}})),
-                          userPrompt("<local-command-stdout>x</local-command-stdout>")}));
-    QCOMPARE(f.firstPrompt, QString("first"));
-    QCOMPARE(f.lastPrompt, QString("third"));
-    QCOMPARE(f.promptCount, 3);
-}
-
-void TestTranscriptReader::assistantTextAndModel() {
-    // Claude Code writes one line per block: a tool_use line keeps the text before it.
-    auto f = parse(lines({userPrompt("go"), assistantText("thinking aloud", "tool_use"),
-                          toolUse("t1"), toolResult("t1"),
-                          assistant(json::array({{{"type", "text"}, {"text", "one"}},
-                                                 {{"type", "text"}, {"text", "two"}}}),
-                                    "end_turn", "claude-final")}));
-    QCOMPARE(f.lastAssistant, QString("one\ntwo"));
-    QCOMPARE(f.lastAssistantModel, QString("claude-final"));
-    // Past the parser's depth bound: skipped without recursion, like any other bad line.
-    f = parse(lines({userPrompt("kept"), R"({"type":"user","message":{"content":)" +
-                                             std::string(100000, '[') +
-                                             std::string(100000, ']') + "}}"}));
-    QCOMPARE(f.promptCount, 1);
-}
-
-void TestTranscriptReader::specialFilesNeitherBlockNorCrash() {
-    const std::string fifo = path("fifo.jsonl");
-    QCOMPARE(::mkfifo(fifo.c_str(), 0600), 0);
-    TranscriptReader fromFifo(fifo);
-    QCOMPARE(fromFifo.update(), TranscriptReader::Outcome::unreadable);
-    QCOMPARE(fromFifo.facts(), TranscriptFacts());
-
-    QVERIFY(QDir(m_dir.path()).mkdir("dir.jsonl"));
-    QCOMPARE(TranscriptReader(path("dir.jsonl")).update(), TranscriptReader::Outcome::unreadable);
-
-    TranscriptReader gone(path("never-there.jsonl"));
-    QCOMPARE(gone.update(), TranscriptReader::Outcome::vanished);
-    QCOMPARE(gone.facts().turnComplete, true);
-
-    // Random bytes: whatever comes out, nothing is invented from them.
-    std::mt19937 rng(7);
-    std::string binary(3 << 20, '\0');
-    for (char& c : binary)
-        c = char(rng());
-    auto f = parse(binary);
-    QCOMPARE(f.promptCount, 0);
-    QCOMPARE(f.lastAssistant, std::nullopt);
-}
-
-void TestTranscriptReader::overlongLinesAreSkippedWithBoundedMemory() {
-    const std::string p = path("long.jsonl");
-    const std::string big(TranscriptReader::maxLineBytes + 10, 'a');
-    const std::string hugePrompt = userPrompt(big);
-    write(p, userPrompt("before") + "\n");
-    TranscriptReader reader(p);
-    reader.update();
-    // The over-long line arrives in pieces and without its end: it is dropped, not hoarded.
-    write(p, hugePrompt.substr(0, hugePrompt.size() / 2), true);
-    reader.update();
-    write(p, hugePrompt.substr(hugePrompt.size() / 2), true);
-    reader.update();
-    write(p, "\n" + userPrompt("after") + "\n", true);
-    reader.update();
-    QCOMPARE(reader.facts().promptCount, 2);
-    QCOMPARE(reader.facts().lastPrompt, QString("after"));
-    QCOMPARE(TranscriptReader::parseFile(p), reader.facts());
-}
-
-void TestTranscriptReader::readsOnlyWhatWasAppended() {
-    const std::string p = path("grow.jsonl");
-    write(p, lines({userPrompt("one"), toolUse("t")}));
-    TranscriptReader reader(p);
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::read);
-    const uint64_t first = reader.offset();
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::unchanged);
-
-    write(p, lines({toolResult("t"), assistantText("done")}), true);
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::read);
-    QVERIFY(reader.offset() > first);
-    QCOMPARE(reader.facts().turnComplete, true); // the tool_use id read earlier was remembered
-    QCOMPARE(reader.facts().firstPrompt, QString("one"));
-    QCOMPARE(reader.facts().lastAssistant, QString("done"));
-}
-
-void TestTranscriptReader::unfinishedLastLineWaits() {
-    const std::string p = path("partial.jsonl");
-    const std::string line = assistantText("complete answer");
-    write(p, userPrompt("q") + "\n" + line.substr(0, 20));
-    TranscriptReader reader(p);
-    reader.update();
-    QCOMPARE(reader.facts().lastAssistant, std::nullopt);
-    QCOMPARE(reader.facts().turnComplete, false);
-    write(p, line.substr(20), true);
-    reader.update();
-    // Whole but without its line feed: a finished file counts it, and it is not counted twice
-    // once the line feed and more lines arrive.
-    QCOMPARE(reader.facts().lastAssistant, QString("complete answer"));
-    QCOMPARE(reader.facts().turnComplete, true);
-    write(p, "\n" + userPrompt("next") + "\n", true);
-    reader.update();
-    QCOMPARE(reader.facts().promptCount, 2);
-    QCOMPARE(reader.facts().turnComplete, false);
-
-    // A partial line too big to keep is read again from its start when it completes.
-    const std::string bigLine = userPrompt(std::string(3 << 20, 'z') + " tail");
-    write(p, bigLine.substr(0, 2 << 20), true);
-    reader.update();
-    QVERIFY(qint64(reader.offset()) < QFileInfo(QString::fromStdString(p)).size());
-    write(p, bigLine.substr(2 << 20) + "\n", true);
-    reader.update();
-    QCOMPARE(reader.facts().promptCount, 3);
-    QCOMPARE(reader.facts(), TranscriptReader::parseFile(p));
-}
-
-void TestTranscriptReader::startsOverWhenShrunkReplacedOrRewritten() {
-    const std::string p = path("s.jsonl");
-    write(p, lines({userPrompt("old one"), userPrompt("old two")}));
-    TranscriptReader reader(p);
-    reader.update();
-
-    write(p, lines({userPrompt("new")})); // shorter
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
-    QCOMPARE(reader.facts().firstPrompt, QString("new"));
-    QCOMPARE(reader.facts().promptCount, 1);
-
-    // Same beginning length, different bytes, longer file: the first bytes give it away.
-    write(p, lines({userPrompt("NEW"), userPrompt("more")}));
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
-    QCOMPARE(reader.facts().firstPrompt, QString("NEW"));
-
-    // Replaced by another file with identical leading bytes: another inode.
-    const std::string other = path("other.jsonl");
-    write(other, lines({userPrompt("NEW"), userPrompt("more"), userPrompt("replaced")}));
-    QCOMPARE(::rename(other.c_str(), p.c_str()), 0);
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
-    QCOMPARE(reader.facts().promptCount, 3);
-    QCOMPARE(reader.facts().lastPrompt, QString("replaced"));
-
-    QVERIFY(QFile::remove(QString::fromStdString(p)));
-    QCOMPARE(reader.update(), TranscriptReader::Outcome::vanished);
-    QCOMPARE(reader.facts(), TranscriptFacts());
-}
-
 // An independent straightforward reading: every line decoded in full, no pre-filter, no state
 // carried between reads.
-static TranscriptFacts referenceParse(const std::string& content) {
+TranscriptFacts referenceParse(const std::string& content) {
     TranscriptFacts f;
     std::set<std::string> open;
     bool saw = false, lastAssistant = false;
@@ -340,7 +135,7 @@ static TranscriptFacts referenceParse(const std::string& content) {
     return f;
 }
 
-static std::string randomLine(std::mt19937& rng, int& nextTool) {
+std::string randomLine(std::mt19937& rng, int& nextTool) {
     auto pick = [&](int n) { return int(rng() % unsigned(n)); };
     static const std::vector<std::string> words = {
         "fix", "the", "<tag>wrapped\nblock</tag>", "ünïcödé", "😀", "build", "\"quoted\"", "a<b"};
@@ -396,42 +191,184 @@ static std::string randomLine(std::mt19937& rng, int& nextTool) {
     }
 }
 
-void TestTranscriptReader::incrementalEqualsWholeFileOnRandomTranscripts() {
-    std::mt19937 rng(20261122);
-    const std::string p = path("random.jsonl");
-    const std::string whole = path("whole.jsonl");
-    for (int round = 0; round < 300; ++round) {
-        int nextTool = 0;
-        std::string content;
-        for (int i = int(rng() % 40); i >= 0; --i)
-            content += randomLine(rng, nextTool) + (rng() % 25 == 0 ? "" : "\n");
-        write(p, "");
+} // namespace
+
+class TestTranscriptReader : public QObject {
+    Q_OBJECT
+
+    std::string path(const char* name) { return m_dir.filePath(name).toStdString(); }
+    static void write(const std::string& p, const std::string& bytes, bool append = false) {
+        std::ofstream out(p, std::ios::binary | (append ? std::ios::app : std::ios::trunc));
+        out << bytes;
+    }
+    static std::string lines(std::initializer_list<std::string> ls) {
+        std::string s;
+        for (const auto& l : ls)
+            s += l + "\n";
+        return s;
+    }
+    TranscriptFacts parse(const std::string& content) {
+        const std::string p = path("t.jsonl");
+        write(p, content);
+        return TranscriptReader::parseFile(p);
+    }
+
+    QTemporaryDir m_dir;
+
+private slots:
+    void promptsAndAssistantText() {
+        // Only a wrapper block: no prompt at all; wrappers across lines go, the rest stays.
+        QCOMPARE(TranscriptParse::promptText("<command-name>/clear</command-name>\n<x>a\nb</x>\n"),
+                 std::nullopt);
+        QCOMPARE(TranscriptParse::promptText("<ctx>\nsecret\n</ctx>\n  fix the build  "),
+                 QString("fix the build"));
+        QCOMPARE(TranscriptParse::promptText("a < b and c > d"), QString("a < b and c > d"));
+        QCOMPARE(TranscriptParse::promptText("   "), std::nullopt);
+        const std::string exact(240, 'x');
+        QCOMPARE(TranscriptParse::promptText(exact), QString::fromStdString(exact));
+        // Characters, not bytes or UTF-16 units: 241 emoji keep 240 of them whole.
+        const QString emoji = QString::fromUtf8("\xF0\x9F\x98\x80").repeated(241);
+        QCOMPARE(TranscriptParse::promptText(emoji.toStdString()), emoji.left(480) + QChar(0x2026));
+
+        // String content and text blocks are prompts; tool results and empty texts are not.
+        // Claude Code writes one line per block: a tool_use line keeps the text before it.
+        auto f = parse(
+            lines({userPrompt("<system-reminder>r</system-reminder>"), userPrompt("first"),
+                   toolResult("t1"),
+                   userBlocks(json::array({{{"type", "text"}, {"text", "second"}},
+                                           {{"type", "image"}},
+                                           {{"type", "text"}, {"text", "third"}}})),
+                   userPrompt("<local-command-stdout>x</local-command-stdout>"),
+                   assistantText("thinking aloud", "tool_use"), toolUse("t2"), toolResult("t2"),
+                   assistant(json::array({{{"type", "text"}, {"text", "one"}},
+                                          {{"type", "text"}, {"text", "two"}}}),
+                             "end_turn", "claude-final"),
+                   // Past the parser's depth bound: skipped without recursion, like any bad line.
+                   R"({"type":"user","message":{"content":)" + std::string(100000, '[') +
+                       std::string(100000, ']') + "}}"}));
+        QCOMPARE(f.firstPrompt, QString("first"));
+        QCOMPARE(f.lastPrompt, QString("third"));
+        QCOMPARE(f.promptCount, 3);
+        QCOMPARE(f.lastAssistant, QString("one\ntwo"));
+        QCOMPARE(f.lastAssistantModel, QString("claude-final"));
+    }
+
+    void specialFilesNeitherBlockNorCrash() {
+        const std::string fifo = path("fifo.jsonl");
+        QCOMPARE(::mkfifo(fifo.c_str(), 0600), 0);
+        TranscriptReader fromFifo(fifo);
+        QCOMPARE(fromFifo.update(), TranscriptReader::Outcome::unreadable);
+        QCOMPARE(fromFifo.facts(), TranscriptFacts());
+        QVERIFY(QDir(m_dir.path()).mkdir("dir.jsonl"));
+        QCOMPARE(TranscriptReader(path("dir.jsonl")).update(),
+                 TranscriptReader::Outcome::unreadable);
+        TranscriptReader gone(path("never-there.jsonl"));
+        QCOMPARE(gone.update(), TranscriptReader::Outcome::vanished);
+        QCOMPARE(gone.facts().turnComplete, true);
+
+        // Random bytes: whatever comes out, nothing is invented from them.
+        std::mt19937 rng(7);
+        std::string binary(3 << 20, '\0');
+        for (char& c : binary)
+            c = char(rng());
+        auto f = parse(binary);
+        QCOMPARE(f.promptCount, 0);
+        QCOMPARE(f.lastAssistant, std::nullopt);
+    }
+
+    void longLinesAreSkippedOrReadAgainWhole() {
+        const std::string p = path("long.jsonl");
+        const std::string hugePrompt =
+            userPrompt(std::string(TranscriptReader::maxLineBytes + 10, 'a'));
+        write(p, userPrompt("before") + "\n");
         TranscriptReader reader(p);
-        std::size_t written = 0;
-        while (written < content.size()) {
-            const std::size_t cut =
-                std::min(content.size(), written + 1 + rng() % (content.size() / 3 + 1));
-            write(p, content.substr(written, cut - written), true);
-            written = cut;
-            reader.update();
-            const std::string prefix = content.substr(0, cut);
-            write(whole, prefix);
-            const TranscriptFacts expected = referenceParse(prefix);
-            if (reader.facts() != expected || TranscriptReader::parseFile(whole) != expected) {
-                qWarning("round %d, cut at %zu of %zu", round, cut, content.size());
-                QCOMPARE(TranscriptReader::parseFile(whole).lastPrompt, expected.lastPrompt);
-                QCOMPARE(reader.facts().firstPrompt, expected.firstPrompt);
-                QCOMPARE(reader.facts().lastPrompt, expected.lastPrompt);
-                QCOMPARE(reader.facts().promptCount, expected.promptCount);
-                QCOMPARE(reader.facts().lastAssistant, expected.lastAssistant);
-                QCOMPARE(reader.facts().lastAssistantModel, expected.lastAssistantModel);
-                QCOMPARE(reader.facts().cwd, expected.cwd);
-                QCOMPARE(reader.facts().turnComplete, expected.turnComplete);
-                QFAIL("facts differ");
+        reader.update();
+        // The over-long line arrives in pieces and without its end: it is dropped, not hoarded.
+        write(p, hugePrompt.substr(0, hugePrompt.size() / 2), true);
+        reader.update();
+        write(p, hugePrompt.substr(hugePrompt.size() / 2), true);
+        reader.update();
+        write(p, "\n" + userPrompt("after") + "\n", true);
+        reader.update();
+        QCOMPARE(reader.facts().promptCount, 2);
+        QCOMPARE(reader.facts().lastPrompt, QString("after"));
+        QCOMPARE(TranscriptReader::parseFile(p), reader.facts());
+
+        // A partial line too big to keep is read again from its start when it completes.
+        const std::string bigLine = userPrompt(std::string(3 << 20, 'z') + " tail");
+        write(p, bigLine.substr(0, 2 << 20), true);
+        reader.update();
+        QVERIFY(qint64(reader.offset()) < QFileInfo(QString::fromStdString(p)).size());
+        write(p, bigLine.substr(2 << 20) + "\n", true);
+        reader.update();
+        QCOMPARE(reader.facts().promptCount, 3);
+        QCOMPARE(reader.facts(), TranscriptReader::parseFile(p));
+    }
+
+    void readsOnlyWhatWasAppendedAndStartsOverOnAnotherFile() {
+        const std::string p = path("s.jsonl");
+        write(p, lines({userPrompt("old one"), toolUse("t")}));
+        TranscriptReader reader(p);
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::read);
+        const uint64_t first = reader.offset();
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::unchanged);
+        write(p, lines({toolResult("t"), assistantText("done")}), true);
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::read);
+        QVERIFY(reader.offset() > first);
+        QCOMPARE(reader.facts().turnComplete, true); // the tool_use id read earlier was remembered
+
+        write(p, lines({userPrompt("new")})); // shorter
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
+        QCOMPARE(reader.facts().firstPrompt, QString("new"));
+        QCOMPARE(reader.facts().promptCount, 1);
+
+        // Same beginning length, different bytes, longer file: the first bytes give it away.
+        write(p, lines({userPrompt("NEW"), userPrompt("more")}));
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
+        QCOMPARE(reader.facts().firstPrompt, QString("NEW"));
+
+        // Replaced by another file with identical leading bytes: another inode.
+        const std::string other = path("other.jsonl");
+        write(other, lines({userPrompt("NEW"), userPrompt("more"), userPrompt("replaced")}));
+        QCOMPARE(::rename(other.c_str(), p.c_str()), 0);
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::reread);
+        QCOMPARE(reader.facts().promptCount, 3);
+
+        QVERIFY(QFile::remove(QString::fromStdString(p)));
+        QCOMPARE(reader.update(), TranscriptReader::Outcome::vanished);
+        QCOMPARE(reader.facts(), TranscriptFacts());
+    }
+
+    void incrementalEqualsWholeFileOnRandomTranscripts() {
+        std::mt19937 rng(20261122);
+        const std::string p = path("random.jsonl");
+        const std::string whole = path("whole.jsonl");
+        for (int round = 0; round < 300; ++round) {
+            int nextTool = 0;
+            std::string content;
+            for (int i = int(rng() % 40); i >= 0; --i)
+                content += randomLine(rng, nextTool) + (rng() % 25 == 0 ? "" : "\n");
+            write(p, "");
+            TranscriptReader reader(p);
+            std::size_t written = 0;
+            while (written < content.size()) {
+                const std::size_t cut =
+                    std::min(content.size(), written + 1 + rng() % (content.size() / 3 + 1));
+                write(p, content.substr(written, cut - written), true);
+                written = cut;
+                reader.update();
+                const std::string prefix = content.substr(0, cut);
+                write(whole, prefix);
+                const TranscriptFacts expected = referenceParse(prefix);
+                const QByteArray where =
+                    QString::asprintf("round %d, cut at %zu of %zu", round, cut, content.size())
+                        .toUtf8();
+                QVERIFY2(reader.facts() == expected, where);
+                QVERIFY2(TranscriptReader::parseFile(whole) == expected, where);
             }
         }
     }
-}
+};
 
 QTEST_GUILESS_MAIN(TestTranscriptReader)
 #include "tst_sessionscanner_transcript.moc"

@@ -129,322 +129,283 @@ QByteArray env(std::initializer_list<const char*> entries) {
 }
 
 FocusTarget target(std::optional<int32_t> claudePid = 100, std::optional<QString> bundle = {}) {
-    return {"s-" + QUuid::createUuid().toString(QUuid::WithoutBraces),
-            "/home/u/work/demo-app/",
-            bundle,
-            std::nullopt,
-            claudePid,
-            std::nullopt};
+    const QString id = "s-" + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    return {id, "/home/u/work/demo-app/", bundle, {}, claudePid, {}};
 }
 
 } // namespace
 
 class TestTerminalFocus : public QObject {
     Q_OBJECT
+
 private slots:
-    void labelsAndIcons_data();
-    void labelsAndIcons();
-    void textsAndScripts();
-    void walkPressesTheFirstMatchingTabAboveTheDepthLimit();
-    void macJumpPaths();
-    void macKeystrokesFollowOnlyAFailedInjection();
-    void linuxEnvironmentAndWindowRules();
-    void linuxJumpPaths_data();
-    void linuxJumpPaths();
-    void linuxTypingOnlyIntoTheKnownActiveWindow();
-    void injectionSocketGetsOneLine();
+    void labelsIconsAndTexts() {
+        const QString term = "terminal.fill";
+        // A few of the table's rows: an editor's icon, a Linux terminal, an unknown id, none.
+        const std::tuple<std::optional<QString>, std::optional<QString>, QString> rows[] = {
+            {"com.googlecode.iterm2", "iTerm", term},
+            {"com.todesktop.230313mzl4w4u92", "Cursor", "chevron.left.forwardslash.chevron.right"},
+            {"net.invisible_island.xterm", "XTerm", term},
+            {"com.example.unknown", "Terminal", term},
+            {{}, {}, "rectangle.dashed"},
+        };
+        for (const auto& [id, label, icon] : rows) {
+            QCOMPARE(TerminalFocusService::terminalLabel(id), label);
+            QCOMPARE(TerminalFocusService::terminalIcon(id), icon);
+        }
+
+        // The marker for Return comes off once; everything else stays literal.
+        const std::pair<QString, QString> lines[] = {{"2\\r", "2"},       {"hello", "hello"},
+                                                     {"a\\r\\r", "a\\r"}, {"x\r", "x"},
+                                                     {"y\n", "y"},        {"\\", "\\"}};
+        for (const auto& [in, out] : lines)
+            QCOMPARE(lineText(in), out);
+        QCOMPARE(keystrokeScript("say \\\"hi\""),
+                 "tell application \"System Events\"\n    keystroke \"say \\\\\\\"hi\\\"\"\n"
+                 "    key code 36\nend tell");
+        QCOMPARE(needle("/home/u/demo-app/"), "demo-app");
+        QVERIFY(titleContains("zsh — Demo-App — 80x24", "demo-app"));
+        QVERIFY(!titleContains("anything", ""));
+    }
+
+    void walkPressesTheFirstMatchingTabAboveTheDepthLimit() {
+        QStringList visited;
+        bool pressed = false;
+        auto node = [&](QString role, QString title, std::vector<FakeElement> kids = {}) {
+            return FakeElement(role, title, std::move(kids), &visited, &pressed);
+        };
+        // A chain root(0) > d1 > ... > d7: only depths 0..6 are looked at.
+        FakeElement deep = node("AXTab", "demo-app at 7");
+        for (int d = 6; d >= 1; --d)
+            deep = node("AXGroup", QString("d%1").arg(d), {deep});
+        FakeElement root = node("AXApplication", "root",
+                                {node("AXTab", "other-project", {node("AXTab", "nested")}), deep});
+        QVERIFY(!walk(root, 0, "demo-app"));
+        QVERIFY(!pressed);
+        QVERIFY(!visited.contains("demo-app at 7"));
+        QVERIFY(visited.contains("d6"));
+        QVERIFY(visited.contains("nested")); // a tab that does not match is searched below
+
+        visited.clear();
+        FakeElement tabs = node("AXApplication", "root",
+                                {node("AXTabGroup", "g",
+                                      {node("AXRadioButton", "~/work/DEMO-APP — zsh"),
+                                       node("AXTab", "demo-app second")})});
+        QVERIFY(walk(tabs, 0, "demo-app"));
+        QVERIFY(visited.contains("pressed ~/work/DEMO-APP — zsh"));
+        QVERIFY(!visited.contains("demo-app second"));
+    }
+
+    void macJumpPaths() {
+        using O = MacTerminalFocus::Outcome;
+        FakeMac mac;
+        MacTerminalFocus focus(mac);
+        FocusTarget t = target(100, QString(iTermBundleId));
+        t.iTermSessionId = "w0t0p0:\"X\"";
+        QCOMPARE(focus.jump(t), O::iTerm);
+        QVERIFY(mac.scripts.last().contains("is \"w0t0p0:X\" then"));
+        t.iTermSessionId.reset(); // no session to name: the running application instead
+        QCOMPARE(focus.jump(t), O::beep);
+        mac.log.clear();
+
+        t = target(100, QString(appleTerminalBundleId));
+        QCOMPARE(focus.jump(t), O::appleTerminal);
+        QVERIFY(mac.scripts.last().contains("is \"/dev/ttys004\" then"));
+        for (auto bad : {MacTerminalControl::BsdInfo{bsdInfoSize - 1, 0x1000004},
+                         MacTerminalControl::BsdInfo{bsdInfoSize, 0},
+                         MacTerminalControl::BsdInfo{bsdInfoSize, -1}}) {
+            mac.info = bad;
+            mac.scripts.clear();
+            QCOMPARE(focus.jump(t), O::appleTerminalWithoutTty);
+            QVERIFY(mac.scripts.isEmpty() && mac.log.isEmpty()); // no fallback to the generic path
+        }
+
+        // Terminal without claudePid, and others: the running application, by pid then bundle id.
+        t = target(std::nullopt, QString(appleTerminalBundleId));
+        QCOMPARE(focus.jump(t), O::beep);
+        mac.appsByBundle[appleTerminalBundleId] = 7;
+        t.terminalPid = 42;
+        QCOMPARE(focus.jump(t), O::generic);
+        mac.appsByPid[42] = 42;
+        bool pressed = false;
+        QStringList visited;
+        mac.tree = [&] {
+            return std::make_unique<FakeElement>("AXRadioButton", "demo-app",
+                                                 std::vector<FakeElement>{}, &visited, &pressed);
+        };
+        QCOMPARE(focus.jump(t), O::generic);
+        QCOMPARE(mac.log, QStringList({"beep", "activate 7", "activate 42"}));
+        QCOMPARE(mac.delayed.front().first, MacTerminalFocus::walkDelayMs);
+        QVERIFY(!pressed);
+        mac.runDelayed();
+        QVERIFY(pressed);
+    }
+
+    void macKeystrokesFollowOnlyAFailedInjection() {
+        FakeMac mac;
+        mac.appsByPid[42] = 42;
+        MacTerminalFocus focus(mac);
+        FocusTarget t = target(100, "io.alacritty");
+        t.terminalPid = 42;
+        QVERIFY(!focus.sendKeystrokes("say \"hi\"\\r", t));
+        QCOMPARE(mac.log, QStringList{"activate 42"}); // jumped in every case
+        QCOMPARE(mac.delayed.size(), 2u);
+        QCOMPARE(mac.delayed.back().first, MacTerminalFocus::keystrokeDelayMs);
+        mac.runDelayed();
+        QCOMPARE(mac.scripts, QStringList{keystrokeScript("say \"hi\"")});
+    }
+
+    void linuxEnvironmentAndWindowRules() {
+        const TerminalEnvironment e = terminalEnvironment(parseEnviron(
+            env({"TMUX=/tmp/tmux-1000/default,123,0", "TMUX_PANE=%3", "KITTY_WINDOW_ID=2",
+                 "KITTY_LISTEN_ON=unix:/tmp/k", "WEZTERM_PANE=5", "WINDOWID=4194316", "TMUX=x"})));
+        QCOMPARE(e.tmux, (TmuxPane{"/tmp/tmux-1000/default", "%3"}));
+        QCOMPARE(e.kitty, (KittyWindow{"unix:/tmp/k", "2"}));
+        QVERIFY(!e.wezterm); // a pane id without its server is never guessed
+        QCOMPARE(e.windowId, 4194316u);
+        QVERIFY(!namesTerminal(terminalEnvironment(parseEnviron(env({"KITTY_WINDOW_ID=1"})))));
+
+        QCOMPARE(tmuxSendTextArgs({"/s", "%1"}, "a;é"),
+                 QStringList({"-S", "/s", "send-keys", "-t", "%1", "-H", "61", "3b", "c3", "a9"}));
+        QCOMPARE(kittySendRequest({"unix:/k", "2"}, "C:\\x \"q\""),
+                 "\x1bP@kitty-cmd{\"cmd\":\"send-text\",\"no_response\":true,\"payload\":{"
+                 "\"data\":\"text:C:\\\\x \\\"q\\\"\\r\",\"match\":\"id:2\"},"
+                 "\"version\":[0,14,2]}\x1b\\");
+        QVERIFY(kittyAnswers(kittyFocusRequest({"unix:/k", "2"})));
+        QVERIFY(kittyAnswerOk("\x1bP@kitty-cmd{\"ok\": true}\x1b\\"));
+        QVERIFY(!kittyAnswerOk("\x1bP@kitty-cmd{\"ok\":false,\"error\":\"off\"}\x1b\\"));
+        QVERIFY(!kittyAnswerOk("{\"ok\": true}"));
+        QCOMPARE(weztermSendArgs({"/w", "5"}, "hi").mid(1),
+                 QStringList({"send-text", "--pane-id", "5", "--no-paste", "--", "hi\r"}));
+
+        const auto view = parseTmuxView("$1\n11 500 $0 /dev/pts/1\n12 900 $2 /dev/pts/2\n"
+                                        "13 100 $1 /dev/pts/3\nbad line\n");
+        QVERIFY(view && view->clients.size() == 3);
+        QCOMPARE(chooseTmuxClient(*view)->pid, 13); // already showing the session beats recency
+        QCOMPARE(chooseTmuxClient({"$5", view->clients})->pid, 12);
+        QVERIFY(!chooseTmuxClient({"$5", {}}));
+        QVERIFY(!parseTmuxView("can't find pane: %9\n"));
+
+        // Windows of the nearest process that owns any; certain only when nothing else fits.
+        const std::vector<WindowInfo> ws = {{1, 50, "demo-app — vim"},
+                                            {2, 50, "other"},
+                                            {3, 60, "demo-app"},
+                                            {4, 60, "demo-app 2"},
+                                            {5, 70, "x"}};
+        using C = std::optional<WindowChoice>;
+        QCOMPARE(chooseWindow(ws, {10, 70, 50}, "demo-app", {}), (C{{5, true}}));
+        QCOMPARE(chooseWindow(ws, {10, 50}, "demo-app", {}), (C{{1, true}}));
+        QCOMPARE(chooseWindow(ws, {50}, "nothing", {}), (C{{1, false}}));
+        QCOMPARE(chooseWindow(ws, {60}, "demo-app", {}), (C{{3, false}}));
+        QCOMPARE(chooseWindow(ws, {60}, "demo-app", 4), (C{{4, true}}));
+        QCOMPARE(chooseWindow(ws, {99}, "demo-app", 4), C{});
+    }
+
+    void linuxJumpPaths_data() {
+        QTest::addColumn<QByteArray>("claudeEnv");
+        QTest::addColumn<QStringList>("installed");
+        QTest::addColumn<int>("path");
+        QTest::addColumn<QString>("firstCommand");
+        using P = LinuxTerminalFocus::Path;
+        const QByteArray tmux = env({"TMUX=/tmp/t/default,1,0", "TMUX_PANE=%3"});
+        const QByteArray kitty = env({"KITTY_WINDOW_ID=2", "KITTY_LISTEN_ON=unix:/k"});
+        const QByteArray wez = env({"WEZTERM_PANE=5", "WEZTERM_UNIX_SOCKET=/w"});
+        QTest::newRow("tmux") << tmux + kitty << QStringList{"tmux", "kitty"} << int(P::tmux)
+                              << "tmux -S /tmp/t/default select-window -t %3 ;";
+        QTest::newRow("tmux missing, kitty")
+            << tmux + kitty << QStringList{"kitty"} << int(P::kitty) << "tmux -S";
+        QTest::newRow("kitty remote control off")
+            << kitty << QStringList{"kitty-fails"} << int(P::x11) << "kitty unix:/k focus-window";
+        QTest::newRow("wezterm") << wez << QStringList{"wezterm"} << int(P::wezterm)
+                                 << "wezterm cli activate-pane --pane-id 5 [WEZTERM_UNIX_SOCKET]";
+        QTest::newRow("plain terminal")
+            << env({"TERM=xterm"}) << QStringList{} << int(P::x11) << "";
+    }
+
+    void linuxJumpPaths() {
+        QFETCH(QByteArray, claudeEnv);
+        QFETCH(QStringList, installed);
+        FakeLinux os;
+        // claude 100 < shell 90 < xterm 80 (window 8); tmux client 200 < shell 190 < xterm 180 (9).
+        os.processes = {{100, {90, claudeEnv}}, {90, {80, env({"TERM=xterm"})}},
+                        {80, {1, {}}},          {200, {190, env({"WINDOWID=10"})}},
+                        {190, {180, {}}},       {180, {1, {}}}};
+        os.desktop = {{8, 80, "u@host: ~/work/demo-app"}, {9, 180, "tmux"}};
+        for (const QString& p : installed)
+            os.succeedWith(p, "$1\n200 5 $0 /dev/pts/7\n");
+        if (installed.contains("kitty"))
+            os.kittyAnswer = "\x1bP@kitty-cmd{\"ok\":true}\x1b\\";
+        if (installed.contains("kitty-fails"))
+            os.kittyAnswer =
+                "\x1bP@kitty-cmd{\"ok\":false,\"error\":\"Remote control is off\"}\x1b\\";
+        QFETCH(int, path);
+        QFETCH(QString, firstCommand);
+        const auto jump = LinuxTerminalFocus(os).jump(target());
+        QCOMPARE(int(jump.path), path);
+        QCOMPARE(os.commands.value(0).left(firstCommand.size()), firstCommand);
+        if (jump.path == LinuxTerminalFocus::Path::tmux) {
+            // The client showed another session: switched, and its own terminal raised.
+            QCOMPARE(os.commands[1], "tmux -S /tmp/t/default switch-client -c /dev/pts/7 -t %3");
+            QCOMPARE(os.log, QStringList{"activate 9"});
+        } else {
+            QCOMPARE(os.log, QStringList{"activate 8"});
+        }
+    }
+
+    void linuxTypingOnlyIntoTheKnownActiveWindow() {
+        using D = LinuxTerminalFocus::Delivery;
+        FakeLinux os;
+        os.processes = {{100, {90, env({"TERM=xterm"})}}, {90, {80, {}}}, {80, {1, {}}}};
+        os.desktop = {{8, 80, "demo-app"}};
+        LinuxTerminalFocus focus(os);
+        QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::xtest);
+        QCOMPARE(os.log, QStringList({"activate 8", "type 8 2"}));
+
+        os.log.clear();
+        os.activationWorks = false;
+        QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::nothing);
+        os.activationWorks = true;
+        os.desktop = {{8, 80, "one"}, {9, 80, "two"}}; // same terminal, neither names the folder
+        QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::nothing);
+        os.desktop.clear();
+        QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::nothing);
+        QCOMPARE(os.log, QStringList({"activate 8", "activate 8", "beep"}));
+
+        // A wrapper that cleared the environment: its parent says tmux; the feed is send-keys.
+        os.processes = {
+            {100, {95, {}}}, {95, {90, env({"TMUX=/t,1,0", "TMUX_PANE=%1"})}}, {90, {1, {}}}};
+        os.succeedWith("tmux", "$0\n");
+        QCOMPARE(focus.sendKeystrokes("ok\\r", target()), D::tmux);
+        QCOMPARE(os.commands.mid(1), QStringList({"tmux -S /t send-keys -t %1 -H 6f 6b",
+                                                  "tmux -S /t send-keys -t %1 Enter"}));
+    }
+
+    void injectionSocketGetsOneLine() {
+        QVERIFY(InjectionSocket::path("../x").isEmpty());
+        const QString id = "inject-" + QUuid::createUuid().toString(QUuid::WithoutBraces);
+        QVERIFY(!InjectionSocket::injectViaDaemon(id, "no socket"));
+        const QByteArray path = InjectionSocket::path(id).toUtf8();
+        const int server = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+        QVERIFY(bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
+        QVERIFY(listen(server, 1) == 0);
+
+        FakeLinux os; // no process, no window: the jump beeps, the line still went through
+        QCOMPARE(LinuxTerminalFocus(os).sendKeystrokes("1\\r", {id, "/", {}, {}, {}, {}}),
+                 LinuxTerminalFocus::Delivery::injectionSocket);
+        QCOMPARE(os.log, QStringList{"beep"});
+        const int peer = accept(server, nullptr, nullptr);
+        char buffer[16] = {};
+        QCOMPARE(read(peer, buffer, sizeof buffer), 2);
+        QCOMPARE(QByteArray(buffer), "1\n");
+        close(peer);
+        close(server);
+        unlink(path.constData());
+        QVERIFY(!InjectionSocket::injectViaDaemon(id, "gone"));
+    }
 };
-
-void TestTerminalFocus::labelsAndIcons_data() {
-    QTest::addColumn<std::optional<QString>>("id");
-    QTest::addColumn<std::optional<QString>>("label");
-    QTest::addColumn<QString>("icon");
-    const QString term = "terminal.fill", code = "chevron.left.forwardslash.chevron.right";
-    QTest::newRow("none") << std::optional<QString>() << std::optional<QString>()
-                          << "rectangle.dashed";
-    const std::tuple<const char*, const char*, QString> rows[] = {
-        // A few of the table's rows, an editor's icon, a Linux terminal, and an unknown id.
-        {"com.googlecode.iterm2", "iTerm", term},
-        {"com.todesktop.230313mzl4w4u92", "Cursor", code},
-        {"net.invisible_island.xterm", "XTerm", term},
-        {"com.example.unknown", "Terminal", term},
-    };
-    for (const auto& [id, label, icon] : rows)
-        QTest::newRow(id) << std::optional<QString>(id) << std::optional<QString>(label) << icon;
-}
-
-void TestTerminalFocus::labelsAndIcons() {
-    QFETCH(std::optional<QString>, id);
-    QFETCH(std::optional<QString>, label);
-    QFETCH(QString, icon);
-    QCOMPARE(TerminalFocusService::terminalLabel(id), label);
-    QCOMPARE(TerminalFocusService::terminalIcon(id), icon);
-}
-
-void TestTerminalFocus::textsAndScripts() {
-    // The marker for Return comes off once; everything else stays literal.
-    const std::pair<QString, QString> lines[] = {{"2\\r", "2"},       {"hello", "hello"},
-                                                 {"a\\r\\r", "a\\r"}, {"x\r", "x"},
-                                                 {"y\n", "y"},        {"\\", "\\"}};
-    for (const auto& [in, out] : lines)
-        QCOMPARE(lineText(in), out);
-    QCOMPARE(appleScriptEscaped("a\\\"b"), "a\\\\\\\"b");
-    QCOMPARE(keystrokeScript("say \\\"hi\""),
-             "tell application \"System Events\"\n    keystroke \"say \\\\\\\"hi\\\"\"\n"
-             "    key code 36\nend tell");
-
-    const QStringList iterm = iTermScript("w0t0p0:AB\"CD\"").split('\n');
-    QCOMPARE(iterm.size(), 13);
-    QCOMPARE(iterm[0], "tell application \"iTerm2\"");
-    QCOMPARE(iterm[4], QString(16, ' ') + "if (unique id of s) is \"w0t0p0:ABCD\" then");
-    QCOMPARE(iterm[7], QString(20, ' ') + "return");
-    QCOMPARE(iterm[12], "end tell");
-    const QStringList terminal = terminalTtyScript("/dev/ttys004").split('\n');
-    QCOMPARE(terminal.size(), 12);
-    QCOMPARE(terminal[3], QString(12, ' ') + "if (tty of t) is \"/dev/ttys004\" then");
-    QCOMPARE(terminal[5], QString(16, ' ') + "set index of w to 1");
-    QCOMPARE(terminal[11], "end tell");
-
-    QCOMPARE(needle("/home/u/demo-app/"), "demo-app");
-    QVERIFY(titleContains("zsh — Demo-App — 80x24", "demo-app"));
-    QVERIFY(!titleContains("anything", ""));
-}
-
-void TestTerminalFocus::walkPressesTheFirstMatchingTabAboveTheDepthLimit() {
-    QStringList visited;
-    bool pressed = false;
-    auto node = [&](QString role, QString title, std::vector<FakeElement> kids = {}) {
-        return FakeElement(role, title, std::move(kids), &visited, &pressed);
-    };
-    // A chain root(0) > d1 > ... > d7: only depths 0..6 are looked at.
-    FakeElement deep = node("AXTab", "demo-app at 7");
-    for (int d = 6; d >= 1; --d)
-        deep = node("AXGroup", QString("d%1").arg(d), {deep});
-    FakeElement root = node("AXApplication", "root",
-                            {node("AXTab", "other-project", {node("AXTab", "nested")}), deep});
-    QVERIFY(!walk(root, 0, "demo-app"));
-    QVERIFY(!pressed);
-    QVERIFY(!visited.contains("demo-app at 7"));
-    QVERIFY(visited.contains("d6"));
-    QVERIFY(visited.contains("nested")); // a tab that does not match is searched below
-
-    visited.clear();
-    FakeElement tabs = node(
-        "AXApplication", "root",
-        {node("AXTabGroup", "g",
-              {node("AXRadioButton", "~/work/DEMO-APP — zsh"), node("AXTab", "demo-app second")})});
-    QVERIFY(walk(tabs, 0, "demo-app"));
-    QVERIFY(visited.contains("pressed ~/work/DEMO-APP — zsh"));
-    QVERIFY(!visited.contains("demo-app second"));
-}
-
-void TestTerminalFocus::macJumpPaths() {
-    using O = MacTerminalFocus::Outcome;
-    FakeMac mac;
-    MacTerminalFocus focus(mac);
-    FocusTarget t = target(100, QString(iTermBundleId));
-    t.iTermSessionId = "w0t0p0:\"X\"";
-    QCOMPARE(focus.jump(t), O::iTerm);
-    QVERIFY(mac.scripts.last().contains("is \"w0t0p0:X\" then"));
-    t.iTermSessionId.reset(); // no session to name: the running application instead
-    QCOMPARE(focus.jump(t), O::beep);
-    mac.log.clear();
-
-    t = target(100, QString(appleTerminalBundleId));
-    QCOMPARE(focus.jump(t), O::appleTerminal);
-    QVERIFY(mac.scripts.last().contains("is \"/dev/ttys004\" then"));
-    for (auto bad : {MacTerminalControl::BsdInfo{bsdInfoSize - 1, 0x1000004},
-                     MacTerminalControl::BsdInfo{bsdInfoSize, 0},
-                     MacTerminalControl::BsdInfo{bsdInfoSize, -1}}) {
-        mac.info = bad;
-        mac.scripts.clear();
-        QCOMPARE(focus.jump(t), O::appleTerminalWithoutTty);
-        QVERIFY(mac.scripts.isEmpty() && mac.log.isEmpty()); // no fallback to the generic path
-    }
-
-    // Terminal without claudePid, and others: the running application, by pid then bundle id.
-    t = target(std::nullopt, QString(appleTerminalBundleId));
-    QCOMPARE(focus.jump(t), O::beep);
-    mac.appsByBundle[appleTerminalBundleId] = 7;
-    t.terminalPid = 42;
-    QCOMPARE(focus.jump(t), O::generic);
-    mac.appsByPid[42] = 42;
-    bool pressed = false;
-    QStringList visited;
-    mac.tree = [&] {
-        return std::make_unique<FakeElement>("AXRadioButton", "demo-app",
-                                             std::vector<FakeElement>{}, &visited, &pressed);
-    };
-    QCOMPARE(focus.jump(t), O::generic);
-    QCOMPARE(mac.log, QStringList({"beep", "activate 7", "activate 42"}));
-    QCOMPARE(mac.delayed.front().first, MacTerminalFocus::walkDelayMs);
-    QVERIFY(!pressed);
-    mac.runDelayed();
-    QVERIFY(pressed);
-}
-
-void TestTerminalFocus::macKeystrokesFollowOnlyAFailedInjection() {
-    FakeMac mac;
-    mac.appsByPid[42] = 42;
-    MacTerminalFocus focus(mac);
-    FocusTarget t = target(100, "io.alacritty");
-    t.terminalPid = 42;
-    QVERIFY(!focus.sendKeystrokes("say \"hi\"\\r", t));
-    QCOMPARE(mac.log, QStringList{"activate 42"}); // jumped in every case
-    QCOMPARE(mac.delayed.size(), 2u);
-    QCOMPARE(mac.delayed.back().first, MacTerminalFocus::keystrokeDelayMs);
-    mac.runDelayed();
-    QCOMPARE(mac.scripts, QStringList{keystrokeScript("say \"hi\"")});
-}
-
-void TestTerminalFocus::linuxEnvironmentAndWindowRules() {
-    const TerminalEnvironment e = terminalEnvironment(parseEnviron(
-        env({"TMUX=/tmp/tmux-1000/default,123,0", "TMUX_PANE=%3", "KITTY_WINDOW_ID=2",
-             "KITTY_LISTEN_ON=unix:/tmp/k", "WEZTERM_PANE=5", "WINDOWID=4194316", "TMUX=x"})));
-    QCOMPARE(e.tmux, (TmuxPane{"/tmp/tmux-1000/default", "%3"}));
-    QCOMPARE(e.kitty, (KittyWindow{"unix:/tmp/k", "2"}));
-    QVERIFY(!e.wezterm); // a pane id without its server is never guessed
-    QCOMPARE(e.windowId, 4194316u);
-    QVERIFY(!namesTerminal(terminalEnvironment(parseEnviron(env({"KITTY_WINDOW_ID=1"})))));
-
-    QCOMPARE(tmuxSendTextArgs({"/s", "%1"}, "a;é"),
-             QStringList({"-S", "/s", "send-keys", "-t", "%1", "-H", "61", "3b", "c3", "a9"}));
-    QCOMPARE(kittySendRequest({"unix:/k", "2"}, "C:\\x \"q\""),
-             "\x1bP@kitty-cmd{\"cmd\":\"send-text\",\"no_response\":true,\"payload\":{"
-             "\"data\":\"text:C:\\\\x \\\"q\\\"\\r\",\"match\":\"id:2\"},"
-             "\"version\":[0,14,2]}\x1b\\");
-    QVERIFY(kittyAnswers(kittyFocusRequest({"unix:/k", "2"})));
-    QVERIFY(kittyAnswerOk("\x1bP@kitty-cmd{\"ok\": true}\x1b\\"));
-    QVERIFY(!kittyAnswerOk("\x1bP@kitty-cmd{\"ok\":false,\"error\":\"off\"}\x1b\\"));
-    QVERIFY(!kittyAnswerOk("{\"ok\": true}"));
-    QCOMPARE(weztermSendArgs({"/w", "5"}, "hi").mid(1),
-             QStringList({"send-text", "--pane-id", "5", "--no-paste", "--", "hi\r"}));
-
-    const auto view = parseTmuxView("$1\n11 500 $0 /dev/pts/1\n12 900 $2 /dev/pts/2\n"
-                                    "13 100 $1 /dev/pts/3\nbad line\n");
-    QVERIFY(view && view->clients.size() == 3);
-    QCOMPARE(chooseTmuxClient(*view)->pid, 13); // already showing the session beats recency
-    QCOMPARE(chooseTmuxClient({"$5", view->clients})->pid, 12);
-    QVERIFY(!chooseTmuxClient({"$5", {}}));
-    QVERIFY(!parseTmuxView("can't find pane: %9\n"));
-
-    // Windows of the nearest process that owns any; certain only when nothing else fits.
-    const std::vector<WindowInfo> ws = {{1, 50, "demo-app — vim"},
-                                        {2, 50, "other"},
-                                        {3, 60, "demo-app"},
-                                        {4, 60, "demo-app 2"},
-                                        {5, 70, "x"}};
-    using C = std::optional<WindowChoice>;
-    QCOMPARE(chooseWindow(ws, {10, 70, 50}, "demo-app", {}), (C{{5, true}}));
-    QCOMPARE(chooseWindow(ws, {10, 50}, "demo-app", {}), (C{{1, true}}));
-    QCOMPARE(chooseWindow(ws, {50}, "nothing", {}), (C{{1, false}}));
-    QCOMPARE(chooseWindow(ws, {60}, "demo-app", {}), (C{{3, false}}));
-    QCOMPARE(chooseWindow(ws, {60}, "demo-app", 4), (C{{4, true}}));
-    QCOMPARE(chooseWindow(ws, {99}, "demo-app", 4), C{});
-}
-
-void TestTerminalFocus::linuxJumpPaths_data() {
-    QTest::addColumn<QByteArray>("claudeEnv");
-    QTest::addColumn<QStringList>("installed");
-    QTest::addColumn<int>("path");
-    QTest::addColumn<QString>("firstCommand");
-    using P = LinuxTerminalFocus::Path;
-    const QByteArray tmux = env({"TMUX=/tmp/t/default,1,0", "TMUX_PANE=%3"});
-    const QByteArray kitty = env({"KITTY_WINDOW_ID=2", "KITTY_LISTEN_ON=unix:/k"});
-    const QByteArray wez = env({"WEZTERM_PANE=5", "WEZTERM_UNIX_SOCKET=/w"});
-    QTest::newRow("tmux") << tmux + kitty << QStringList{"tmux", "kitty"} << int(P::tmux)
-                          << "tmux -S /tmp/t/default select-window -t %3 ;";
-    QTest::newRow("tmux missing, kitty")
-        << tmux + kitty << QStringList{"kitty"} << int(P::kitty) << "tmux -S";
-    QTest::newRow("kitty remote control off")
-        << kitty << QStringList{"kitty-fails"} << int(P::x11) << "kitty unix:/k focus-window";
-    QTest::newRow("wezterm") << wez << QStringList{"wezterm"} << int(P::wezterm)
-                             << "wezterm cli activate-pane --pane-id 5 [WEZTERM_UNIX_SOCKET]";
-    QTest::newRow("plain terminal") << env({"TERM=xterm"}) << QStringList{} << int(P::x11) << "";
-}
-
-void TestTerminalFocus::linuxJumpPaths() {
-    QFETCH(QByteArray, claudeEnv);
-    QFETCH(QStringList, installed);
-    FakeLinux os;
-    // claude 100 < shell 90 < xterm 80 (window 8); tmux client 200 < shell 190 < xterm 180 (9).
-    os.processes = {{100, {90, claudeEnv}}, {90, {80, env({"TERM=xterm"})}},
-                    {80, {1, {}}},          {200, {190, env({"WINDOWID=10"})}},
-                    {190, {180, {}}},       {180, {1, {}}}};
-    os.desktop = {{8, 80, "u@host: ~/work/demo-app"}, {9, 180, "tmux"}};
-    for (const QString& p : installed)
-        os.succeedWith(p, "$1\n200 5 $0 /dev/pts/7\n");
-    if (installed.contains("kitty"))
-        os.kittyAnswer = "\x1bP@kitty-cmd{\"ok\":true}\x1b\\";
-    if (installed.contains("kitty-fails"))
-        os.kittyAnswer = "\x1bP@kitty-cmd{\"ok\":false,\"error\":\"Remote control is off\"}\x1b\\";
-    QFETCH(int, path);
-    QFETCH(QString, firstCommand);
-    const auto jump = LinuxTerminalFocus(os).jump(target());
-    QCOMPARE(int(jump.path), path);
-    QCOMPARE(os.commands.value(0).left(firstCommand.size()), firstCommand);
-    if (jump.path == LinuxTerminalFocus::Path::tmux) {
-        // The client showed another session: switched, and its own terminal raised.
-        QCOMPARE(os.commands[1], "tmux -S /tmp/t/default switch-client -c /dev/pts/7 -t %3");
-        QCOMPARE(os.log, QStringList{"activate 9"});
-    } else {
-        QCOMPARE(os.log, QStringList{"activate 8"});
-    }
-}
-
-void TestTerminalFocus::linuxTypingOnlyIntoTheKnownActiveWindow() {
-    using D = LinuxTerminalFocus::Delivery;
-    FakeLinux os;
-    os.processes = {{100, {90, env({"TERM=xterm"})}}, {90, {80, {}}}, {80, {1, {}}}};
-    os.desktop = {{8, 80, "demo-app"}};
-    LinuxTerminalFocus focus(os);
-    QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::xtest);
-    QCOMPARE(os.log, QStringList({"activate 8", "type 8 2"}));
-
-    os.log.clear();
-    os.activationWorks = false;
-    QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::nothing);
-    os.activationWorks = true;
-    os.desktop = {{8, 80, "one"}, {9, 80, "two"}}; // same terminal, neither names the folder
-    QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::nothing);
-    os.desktop.clear();
-    QCOMPARE(focus.sendKeystrokes("2\\r", target()), D::nothing);
-    QCOMPARE(os.log, QStringList({"activate 8", "activate 8", "beep"}));
-
-    // A wrapper that cleared the environment: its parent says tmux; the feed is send-keys.
-    os.processes = {
-        {100, {95, {}}}, {95, {90, env({"TMUX=/t,1,0", "TMUX_PANE=%1"})}}, {90, {1, {}}}};
-    os.succeedWith("tmux", "$0\n");
-    QCOMPARE(focus.sendKeystrokes("ok\\r", target()), D::tmux);
-    QCOMPARE(os.commands.mid(1), QStringList({"tmux -S /t send-keys -t %1 -H 6f 6b",
-                                              "tmux -S /t send-keys -t %1 Enter"}));
-}
-
-void TestTerminalFocus::injectionSocketGetsOneLine() {
-    QVERIFY(InjectionSocket::path("../x").isEmpty());
-    const QString id = "inject-" + QUuid::createUuid().toString(QUuid::WithoutBraces);
-    QVERIFY(!InjectionSocket::injectViaDaemon(id, "no socket"));
-    const QByteArray path = InjectionSocket::path(id).toUtf8();
-    const int server = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
-    QVERIFY(bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
-    QVERIFY(listen(server, 1) == 0);
-
-    FakeLinux os; // no process, no window: the jump beeps, the line still went through
-    QCOMPARE(LinuxTerminalFocus(os).sendKeystrokes("1\\r", {id, "/", {}, {}, {}, {}}),
-             LinuxTerminalFocus::Delivery::injectionSocket);
-    QCOMPARE(os.log, QStringList{"beep"});
-    const int peer = accept(server, nullptr, nullptr);
-    char buffer[16] = {};
-    QCOMPARE(read(peer, buffer, sizeof buffer), 2);
-    QCOMPARE(QByteArray(buffer), "1\n");
-    close(peer);
-    close(server);
-    unlink(path.constData());
-    QVERIFY(!InjectionSocket::injectViaDaemon(id, "gone"));
-}
 
 QTEST_GUILESS_MAIN(TestTerminalFocus)
 #include "tst_terminalfocus.moc"

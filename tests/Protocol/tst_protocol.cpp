@@ -17,158 +17,121 @@ namespace {
 std::string nested(size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
 }
+const std::string minimal = R"({"kind":"stop","sessionId":"s1","cwd":"/w","timestamp":0)";
 } // namespace
 
 class TestProtocol : public QObject {
     Q_OBJECT
 private slots:
-    void minimalEventAndAbsentOrNullOptionals();
-    void fullEventRoundTripsAndOmitsAbsentKeys();
-    void rejectsUnknownKindsAndWrongTypes();
-    void datesAreSecondsSince2001();
-    void decisionEncodesOnlyWhatItHas();
-    void decisionDecodeRules();
-    void outputIsOneCompactLineEvenForHostileStrings();
-};
+    void eventDecodeRules() {
+        auto e = HookEvent::decode(minimal + "}");
+        QVERIFY(e && e->kind == HookEvent::Kind::stop);
+        QCOMPARE(e->sessionId, std::string("s1"));
+        QVERIFY(!e->tool && !e->toolInput && !e->message && !e->terminalBundleId);
+        QVERIFY(!e->terminalPid && !e->suggestions && !e->claudePid && !e->iTermSessionId);
 
-void TestProtocol::minimalEventAndAbsentOrNullOptionals() {
-    auto e = HookEvent::decode(R"({"kind":"stop","sessionId":"s1","cwd":"/w","timestamp":0})");
-    QVERIFY(e);
-    QVERIFY(e->kind == HookEvent::Kind::stop);
-    QCOMPARE(e->sessionId, std::string("s1"));
-    QVERIFY(!e->tool && !e->toolInput && !e->message && !e->terminalBundleId);
-    QVERIFY(!e->terminalPid && !e->suggestions && !e->claudePid && !e->iTermSessionId);
+        // Optional keys may be null; each required key is required, and not null.
+        json withNulls = json::parse(minimal + "}");
+        for (auto key : {"tool", "toolInput", "message", "terminalBundleId", "terminalPid",
+                         "suggestions", "claudePid", "iTermSessionId"})
+            withNulls[key] = nullptr;
+        auto n = HookEvent::decode(withNulls.dump());
+        QVERIFY(n && !n->tool && !n->terminalPid && !n->suggestions && !n->iTermSessionId);
+        for (auto key : {"kind", "sessionId", "cwd", "timestamp"}) {
+            json j = json::parse(minimal + "}");
+            j.erase(key);
+            QVERIFY2(!HookEvent::decode(j.dump()), key);
+            j[key] = nullptr;
+            QVERIFY2(!HookEvent::decode(j.dump()), key);
+        }
 
-    json withNulls =
-        json::parse(R"({"kind":"notification","sessionId":"s","cwd":"/","timestamp":1.5})");
-    for (auto key : {"tool", "toolInput", "message", "terminalBundleId", "terminalPid",
-                     "suggestions", "claudePid", "iTermSessionId"})
-        withNulls[key] = nullptr;
-    auto n = HookEvent::decode(withNulls.dump());
-    QVERIFY(n);
-    QVERIFY(!n->tool && !n->terminalPid && !n->suggestions && !n->iTermSessionId);
-    QCOMPARE(n->timestamp, 1.5);
+        const std::string bad[] = {
+            R"({"kind":"PreToolUse","sessionId":"s","cwd":"/","timestamp":0})",
+            R"({"kind":"Stop","sessionId":"s","cwd":"/","timestamp":0})",
+            R"({"kind":"stop","sessionId":5,"cwd":"/","timestamp":0})",
+            R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":"now"})",
+            minimal + R"(,"terminalPid":"12"})",
+            minimal + R"(,"terminalPid":1.5})",
+            minimal + R"(,"claudePid":4294967296})",
+            minimal + R"(,"claudePid":2147483648})",
+            minimal + R"(,"suggestions":[1]})",
+            minimal + R"(,"tool":{}})",
+            R"(["stop"])",
+            "",
+            "garbage",
+            minimal,
+            // Nesting past the bound: whoever prints, copies or compares such a value would
+            // recurse once per level.
+            minimal + R"(,"x":)" + nested(100000) + "}",
+        };
+        for (const std::string& text : bad)
+            QVERIFY2(!HookEvent::decode(text), text.substr(0, 100).c_str());
+        // ...also in the JSON a tool input carries.
+        json deepInput = json::parse(minimal + "}");
+        deepInput["toolInput"] = R"({"a":)" + nested(64) + "}";
+        QVERIFY(!HookEvent::decode(deepInput.dump()));
+        deepInput["toolInput"] = R"({"a":)" + nested(63) + "}";
+        QVERIFY(HookEvent::decode(deepInput.dump()));
 
-    // Each required key is required.
-    for (auto key : {"kind", "sessionId", "cwd", "timestamp"}) {
-        json j = json::parse(R"({"kind":"stop","sessionId":"s1","cwd":"/w","timestamp":0})");
-        j.erase(key);
-        QVERIFY2(!HookEvent::decode(j.dump()), key);
-        j[key] = nullptr;
-        QVERIFY2(!HookEvent::decode(j.dump()), key);
+        // Keys we do not know are ignored, not fatal; a Unix time sent by mistake is taken as is.
+        for (const std::string& good :
+             {minimal + R"(,"x":1})", minimal + R"(,"claudePid":-2147483648})",
+              std::string(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":1700000000})")})
+            QVERIFY2(HookEvent::decode(good), good.c_str());
     }
-}
 
-void TestProtocol::fullEventRoundTripsAndOmitsAbsentKeys() {
-    HookEvent e{HookEvent::Kind::permissionRequest,
-                "abc",
-                "/Users/me/app",
-                "Bash",
-                R"({"command":"git status\nls"})",
-                std::nullopt,
-                785000000.25,
-                "com.googlecode.iterm2",
-                4242,
-                std::vector<std::string>{"yes", "no"},
-                777,
-                "w0t0p0:ABC"};
-    std::string wire = e.encode();
-    QVERIFY(wire.find('\n') == std::string::npos);
-    json j = json::parse(wire);
-    QVERIFY(!j.contains("message"));
-    QCOMPARE(j["toolInput"].get<std::string>(), std::string(R"({"command":"git status\nls"})"));
-    QCOMPARE(j["terminalPid"].get<int>(), 4242);
-    auto back = HookEvent::decode(wire);
-    QVERIFY(back);
-    QVERIFY(*back == e);
+    void eventsEncodeToOneCompactLine() {
+        HookEvent e{HookEvent::Kind::permissionRequest,
+                    "abc",
+                    "/Users/me/app",
+                    "Bash",
+                    R"({"command":"git status\nls"})",
+                    "line1\nline2\r\n\"quoted\"\u2028",
+                    785000000.25,
+                    "com.googlecode.iterm2",
+                    4242,
+                    std::vector<std::string>{"yes", "no"},
+                    777,
+                    "w0t0p0:ABC"};
+        std::string wire = e.encode();
+        QVERIFY(wire.find('\n') == std::string::npos);
+        QVERIFY(wire.find(": ") == std::string::npos);
+        QCOMPARE(json::parse(wire)["terminalPid"].get<int>(), 4242);
+        QVERIFY(HookEvent::decode(wire) == e);
 
-    HookEvent bare{HookEvent::Kind::stop, "s", "/", {}, {}, {}, 3, {}, {}, {}, {}, {}};
-    json b = json::parse(bare.encode());
-    QCOMPARE(b.size(), size_t(4));
-    QCOMPARE(b["kind"].get<std::string>(), std::string("stop"));
-}
+        // Bytes that are not UTF-8 still make one line that decodes; absent keys are left out.
+        HookEvent bare{
+            HookEvent::Kind::stop, "s", "/tmp/\xff\xfe-bad\n", {}, {}, {}, 3, {}, {}, {}, {}, {}};
+        wire = bare.encode();
+        QVERIFY(wire.find('\n') == std::string::npos);
+        QVERIFY(HookEvent::decode(wire));
+        QCOMPARE(json::parse(wire).size(), size_t(4));
+    }
 
-void TestProtocol::rejectsUnknownKindsAndWrongTypes() {
-    const char* bad[] = {
-        R"({"kind":"PreToolUse","sessionId":"s","cwd":"/","timestamp":0})",
-        R"({"kind":"Stop","sessionId":"s","cwd":"/","timestamp":0})",
-        R"({"kind":"stop","sessionId":5,"cwd":"/","timestamp":0})",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":"now"})",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"terminalPid":"12"})",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"terminalPid":1.5})",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"claudePid":4294967296})",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"suggestions":[1]})",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"tool":{}})",
-        R"(["stop"])",
-        "",
-        "garbage",
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0)",
-    };
-    for (auto text : bad)
-        QVERIFY2(!HookEvent::decode(text), text);
-    // Nesting past the bound, in the record or in the JSON its tool input carries: whoever
-    // prints, copies or compares such a value would recurse once per level.
-    const std::string head = R"({"kind":"permissionRequest","sessionId":"s","cwd":"/",)";
-    QVERIFY(!HookEvent::decode(head + R"("timestamp":0,"x":)" + nested(100000) + "}"));
-    json deepInput = json::parse(head + R"("timestamp":0})");
-    deepInput["toolInput"] = R"({"a":)" + nested(64) + "}";
-    QVERIFY(!HookEvent::decode(deepInput.dump()));
-    deepInput["toolInput"] = R"({"a":)" + nested(63) + "}";
-    QVERIFY(HookEvent::decode(deepInput.dump()));
-    QVERIFY(!HookDecision::decode(R"({"decision":"deny","x":)" + nested(100000) + "}"));
-    // Keys we do not know are ignored, not fatal.
-    QVERIFY(HookEvent::decode(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"x":1})"));
-    QVERIFY(HookEvent::decode(
-        R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":0,"claudePid":-2147483648})"));
-}
+    void decisions() {
+        QCOMPARE(HookDecision{}.encode(), std::string(R"({"decision":"passthrough"})"));
+        const HookDecision deny{HookDecision::Decision::deny, "User denied", std::nullopt};
+        QCOMPARE(deny.encode(), std::string(R"({"decision":"deny","reason":"User denied"})"));
+        const HookDecision pick{HookDecision::Decision::approve, std::nullopt, "Option B"};
+        QVERIFY(HookDecision::decode(pick.encode()) == pick);
 
-void TestProtocol::datesAreSecondsSince2001() {
-    using namespace std::chrono;
-    auto zero = timePointFromReferenceSeconds(0);
-    QCOMPARE(duration_cast<seconds>(zero.time_since_epoch()).count(), 978307200LL);
-    // A Unix time sent by mistake lands in the 2050s and is accepted as it is.
-    auto e =
-        HookEvent::decode(R"({"kind":"stop","sessionId":"s","cwd":"/","timestamp":1700000000})");
-    QVERIFY(e);
-    auto when = timePointFromReferenceSeconds(e->timestamp);
-    auto years = duration_cast<hours>(when.time_since_epoch()).count() / (24 * 365.25);
-    QVERIFY(years + 1970 > 2050 && years + 1970 < 2060);
-    double now = nowSinceReferenceDate();
-    QVERIFY(now > 8.0e8 && now < 1.2e9);
-}
+        for (const std::string& bad :
+             {std::string(R"({"decision":"allow"})"), std::string(R"({"reason":"x"})"),
+              std::string(R"({"decision":"deny","reason":3})"),
+              R"({"decision":"deny","x":)" + nested(100000) + "}"})
+            QVERIFY2(!HookDecision::decode(bad), bad.substr(0, 100).c_str());
+        auto d = HookDecision::decode(R"({"decision":"deny","reason":null,"picked":null})");
+        QVERIFY(d && !d->reason && !d->picked);
+    }
 
-void TestProtocol::decisionEncodesOnlyWhatItHas() {
-    QCOMPARE(HookDecision{}.encode(), std::string(R"({"decision":"passthrough"})"));
-    HookDecision deny{HookDecision::Decision::deny, "User denied", std::nullopt};
-    json j = json::parse(deny.encode());
-    QCOMPARE(j.size(), size_t(2));
-    QCOMPARE(j["reason"].get<std::string>(), std::string("User denied"));
-    HookDecision pick{HookDecision::Decision::approve, std::nullopt, "Option B"};
-    QVERIFY(HookDecision::decode(pick.encode()) == pick);
-}
-
-void TestProtocol::decisionDecodeRules() {
-    QVERIFY(!HookDecision::decode(R"({"decision":"allow"})"));
-    QVERIFY(!HookDecision::decode(R"({"reason":"x"})"));
-    QVERIFY(!HookDecision::decode(R"({"decision":"deny","reason":3})"));
-    auto d = HookDecision::decode(R"({"decision":"deny","reason":null,"picked":null})");
-    QVERIFY(d);
-    QVERIFY(!d->reason && !d->picked);
-}
-
-void TestProtocol::outputIsOneCompactLineEvenForHostileStrings() {
-    HookEvent e;
-    e.kind = HookEvent::Kind::notification;
-    e.sessionId = "s";
-    e.cwd = std::string("/tmp/\xff\xfe-bad-utf8\n");
-    e.message = std::string("line1\nline2\r\n\"quoted\"\u2028");
-    std::string wire = e.encode();
-    QVERIFY(wire.find('\n') == std::string::npos);
-    QVERIFY(wire.find(' ') == std::string::npos || wire.find(": ") == std::string::npos);
-    auto back = HookEvent::decode(wire);
-    QVERIFY(back);
-    QCOMPARE(*back->message, *e.message);
-}
+    void datesAreSecondsSince2001() {
+        using namespace std::chrono;
+        const auto zero = timePointFromReferenceSeconds(0);
+        QCOMPARE(duration_cast<seconds>(zero.time_since_epoch()).count(), 978307200LL);
+        const double now = nowSinceReferenceDate();
+        QVERIFY(now > 8.0e8 && now < 1.2e9);
+    }
+};
 
 QTEST_APPLESS_MAIN(TestProtocol)
 #include "tst_protocol.moc"
