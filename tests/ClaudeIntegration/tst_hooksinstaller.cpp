@@ -78,7 +78,8 @@ class TestHooksInstaller : public QObject {
         QCOMPARE(inode(m_settings), before);
     }
     QStringList unparsableCopies() const {
-        return QDir(m_home->filePath(".claude")).entryList({"settings.json.hollowmere-unparsable-*"});
+        return QDir(m_home->filePath(".claude"))
+            .entryList({"settings.json.hollowmere-unparsable-*"});
     }
 
 private slots:
@@ -112,7 +113,8 @@ private slots:
         QVERIFY(!QFileInfo::exists(m_backup)); // there was nothing to back up
         QVERIFY(HooksInstaller::isInstalled());
         verifyNoWrite([] {
-            QCOMPARE(HooksInstaller::installIfNeeded(), QStringLiteral("ok: hooks already installed"));
+            QCOMPARE(HooksInstaller::installIfNeeded(),
+                     QStringLiteral("ok: hooks already installed"));
         });
 
         QVERIFY(HooksInstaller::uninstall());
@@ -144,9 +146,9 @@ private slots:
         // a marker of true (not false, not "true") makes an entry ours.
         COMPARE_JSON(root["hooks"]["PreToolUse"],
                      json::array({userHook, otherUserHook, managed(m_hook)}));
-        COMPARE_JSON(root["hooks"]["Stop"], json::array({original["hooks"]["Stop"][0],
-                                                         original["hooks"]["Stop"][1],
-                                                         managed(m_hook)}));
+        COMPARE_JSON(root["hooks"]["Stop"],
+                     json::array({original["hooks"]["Stop"][0], original["hooks"]["Stop"][1],
+                                  managed(m_hook)}));
         COMPARE_JSON(root["hooks"]["Notification"], json::array({managed(m_hook)}));
         keepsTheRest(root);
 
@@ -302,9 +304,9 @@ private slots:
         QVERIFY(HooksInstaller::addAllowRule("Edit"));
         const QByteArray text = readBytes(m_settings);
         for (const char* kept :
-             {R"("a": "\ud800")", R"("x\udc00y")", "\"\xf0\x9f\x98\x80\"", R"("c": "\ufdd0 \ufdd0")",
-              "\"d\": \"\xef\xbf\xbd!\xef\xbf\xbd\"", R"("\ud801": 1)", "9007199254740993",
-              "18446744073709551615", "-9223372036854775808", "0.1", "1e+300"})
+             {R"("a": "\ud800")", R"("x\udc00y")", "\"\xf0\x9f\x98\x80\"",
+              R"("c": "\ufdd0 \ufdd0")", "\"d\": \"\xef\xbf\xbd!\xef\xbf\xbd\"", R"("\ud801": 1)",
+              "9007199254740993", "18446744073709551615", "-9223372036854775808", "0.1", "1e+300"})
             QVERIFY2(text.contains(kept), text.constData());
         QCOMPARE(HooksInstaller::currentAllowPatterns(), QStringList({"Read", "Edit"}));
         QVERIFY(!QFileInfo::exists(m_backup));
@@ -369,7 +371,8 @@ private slots:
         }
         COMPARE_JSON(readJson(real)["model"], "opus");
         // No temporary file left behind.
-        QCOMPARE(QDir(m_home->filePath("dotfiles")).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        QCOMPARE(QDir(m_home->filePath("dotfiles")).entryList(QDir::Files | QDir::Hidden).size(),
+                 1);
     }
 
     void aWriteBetweenReadAndRenameIsNotLost() {

@@ -82,6 +82,13 @@ class TestSessionScanner : public QObject {
         SessionScanner scanner(nullptr, env());
         return scanner.discover();
     }
+    using Pids = std::map<QString, int32_t>;
+    static Pids ids(const std::vector<DiscoveredSession>& found) {
+        Pids pids;
+        for (const DiscoveredSession& s : found)
+            pids[s.sessionId] = s.claudePid.value_or(0);
+        return pids;
+    }
 
     QTemporaryDir m_home;
     std::vector<RunningClaude> m_running;
@@ -125,15 +132,11 @@ private slots:
 
         writeTranscript("-work-app", "newer", prompt("newer", "/work/app"), 2);
         SessionScanner scanner(nullptr, env());
-        auto found = scanner.discover();
-        QCOMPARE(found.size(), std::size_t(1));
-        QCOMPARE(found[0].sessionId, QString("newer"));
-
+        QCOMPARE(ids(scanner.discover()), (Pids{{"newer", 4242}}));
         // A new session file in the same folder takes over on the next pass of the same scanner.
         writeTranscript("-work-app", "newest", prompt("newest", "/work/app"), 1);
-        found = scanner.discover();
-        QCOMPARE(found.size(), std::size_t(1));
-        QCOMPARE(found[0].sessionId, QString("newest"));
+        const auto found = scanner.discover();
+        QCOMPARE(ids(found), (Pids{{"newest", 4242}}));
         QCOMPARE(found[0].firstPrompt, QString("newest"));
     }
 
@@ -143,13 +146,6 @@ private slots:
         writeTranscript("-work-app", "mid", prompt("mid", "/work/app"), 20);
         writeTranscript("-work-app", "new", prompt("new", "/work/app"), 10);
         m_running.push_back({9999, "/work/app", std::nullopt, std::nullopt});
-        auto ids = [](const std::vector<DiscoveredSession>& found) {
-            std::map<QString, int32_t> pids;
-            for (const DiscoveredSession& s : found)
-                pids[s.sessionId] = s.claudePid.value_or(0);
-            return pids;
-        };
-        using Pids = std::map<QString, int32_t>;
 
         // Without records of their own, two processes take the two newest transcripts, in order.
         QCOMPARE(ids(discover()), (Pids{{"new", 4242}, {"mid", 9999}}));
@@ -241,13 +237,8 @@ private slots:
         QCOMPARE(d.terminalPid, 77);
 
         QSignalSpy scanned(&scanner, &SessionScanner::scanned);
-        const QString log = QString::fromUtf8(capturedStderr([&] { scanner.scan(); }));
+        capturedStderr([&] { scanner.scan(); });
         QCOMPARE(scanned.count(), 1);
-        QVERIFY2(log.contains("Scanner: aliveCwds = [\"/work/app\", \"/work/idle\"]\n"),
-                 qPrintable(log));
-        QVERIFY2(log.contains(QRegularExpression(
-                     "Scanner: discovered 1 sessions: \\[abc-123 [^\\n]*\\]\\n")),
-                 qPrintable(log));
         const Session* s = store.session("abc-123");
         QVERIFY(s);
         QCOMPARE(s->cwd, QString("/work/app"));
@@ -258,9 +249,7 @@ private slots:
         // The transcript goes quiet past the window: the next scan reports nothing and the store
         // lets the session go.
         setAge(root() + "/-work-app/abc-123.jsonl", 700);
-        QVERIFY(capturedStderr([&] {
-                    scanner.scan();
-                }).contains("Scanner: discovered 0 sessions: []\n"));
+        capturedStderr([&] { scanner.scan(); });
         QVERIFY(!store.session("abc-123"));
     }
 
@@ -320,35 +309,23 @@ private slots:
         QTest::qWait(600);
         QCOMPARE(changed.count(), 1);
 
-        // Writes trickling in while the event loop runs are gathered too.
-        changed.clear();
-        for (int i = 0; i < 20; ++i) {
-            std::ofstream((root() + "/-existing/a.jsonl").toStdString(), std::ios::app) << "{}\n";
-            QTest::qWait(1);
-        }
-        QVERIFY(changed.count() > 0 || changed.wait(10000));
-        QTest::qWait(600);
-        QVERIFY2(changed.count() < 20, QByteArray::number(int(changed.count())));
-
         // A folder made after the start is watched too: writes to its files are noticed.
+        const auto append = [&](const char* file) {
+            changed.clear();
+            std::ofstream(root().toStdString() + file, std::ios::app) << "{}\n";
+            return changed.wait(10000);
+        };
         QVERIFY(QDir().mkpath(root() + "/-later"));
         QVERIFY(changed.wait(10000));
         QTest::qWait(600);
-        changed.clear();
-        std::ofstream((root() + "/-later/b.jsonl").toStdString(), std::ios::app) << "{}\n";
-        QVERIFY(changed.wait(10000));
-        changed.clear();
-        std::ofstream((root() + "/-later/b.jsonl").toStdString(), std::ios::app) << "{}\n";
-        QVERIFY(changed.wait(10000));
+        QVERIFY(append("/-later/b.jsonl"));
 
         // The folder itself goes away and comes back: start() re-arms the watch.
         QVERIFY(QDir(root()).removeRecursively());
         QTRY_VERIFY_WITH_TIMEOUT(!watcher.isWatching(), 10000);
         QVERIFY(QDir().mkpath(root() + "/-again"));
         QVERIFY(watcher.start());
-        changed.clear();
-        std::ofstream((root() + "/-again/c.jsonl").toStdString()) << "{}\n";
-        QVERIFY(changed.wait(10000));
+        QVERIFY(append("/-again/c.jsonl"));
     }
 };
 

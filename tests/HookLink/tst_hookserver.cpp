@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <system_error>
 
+#include "../support/Files.h"
 #include "HookClient.h"
 #include "HookLink/HookServer.h"
 #include "StoreFixture.h"
@@ -79,18 +80,10 @@ private slots:
     void answersEveryDecodedEvent() {
         Served s(m_fakes, socketIn("hook.sock"), 20s);
         auto& [store, path, server] = s;
-        QVERIFY(logged("Hollowmere: hook server listening on " + QString::fromStdString(path)));
         QCOMPARE(answerTo(path, line(hookEvent(Kind::stop, "s1"))), passthrough);
         QCOMPARE(answerTo(path, line(hookEvent(Kind::notification, "s1"))), passthrough);
         QCOMPARE(store->session("s1")->history.size(), size_t(2));
         QCOMPARE(m_fakes.soundsPlayed, QStringList{"Glass"});
-
-        const std::string request = line(hookEvent(Kind::notification, "s2"));
-        QCOMPARE(answerTo(path, request), passthrough);
-        QTRY_VERIFY(
-            logged(QString::asprintf("Hollowmere: received %d bytes", int(request.size() - 1))));
-        QVERIFY(logged("Hollowmere: event kind=stop session=s1"));
-        QVERIFY(logged("Hollowmere: event kind=notification session=s2"));
     }
 
     void badInputIsClosedUnanswered_data() {
@@ -295,10 +288,8 @@ private slots:
         QCOMPARE(answerTo(path, line(hookEvent(Kind::stop, "s1"))), passthrough);
 
         // A plain file in the way goes too.
+        writeBytes(m_dir->filePath("plain"), "x");
         HookServer again(store.get(), socketIn("plain"), 20s);
-        QFile plain(m_dir->filePath("plain"));
-        QVERIFY(plain.open(QIODevice::WriteOnly));
-        plain.close();
         again.start();
         QCOMPARE(answerTo(socketIn("plain"), line(hookEvent(Kind::stop, "s2"))), passthrough);
     }

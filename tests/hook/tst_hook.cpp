@@ -158,11 +158,7 @@ private slots:
             << false << false << approve.chopped(1) << pre("allow", "Approved in Hollowmere");
         QTest::newRow("passthrough")
             << false << false << QByteArray("{\"decision\":\"passthrough\"}\n") << QByteArray();
-        QTest::newRow("unknown decision")
-            << false << false << QByteArray("{\"decision\":\"allow\"}\n") << QByteArray();
         QTest::newRow("garbage") << false << false << QByteArray("approve\n") << QByteArray();
-        QTest::newRow("binary") << false << false << QByteArray("\xff\xfe\x00{}", 5)
-                                << QByteArray();
         // An approval that picked a choice carries it as the answer, so Claude Code does not ask.
         json answered = questionInput();
         answered["answers"] = {{"Which colour?", "Blue"}};
@@ -177,7 +173,6 @@ private slots:
             << true << false << denied << asked({{"behavior", "deny"}, {"message", "User denied"}});
         QTest::newRow("asked: passthrough")
             << true << false << QByteArray("{\"decision\":\"passthrough\"}\n") << QByteArray();
-        QTest::newRow("asked: garbage") << true << false << QByteArray("yes\n") << QByteArray();
         QTest::newRow("asked: picked choice")
             << true << true << picked << asked({{"behavior", "allow"}, {"updatedInput", answered}});
     }
@@ -206,10 +201,8 @@ private slots:
         // What the app was told: the same permission request whichever hook ran.
         QCOMPARE(app.requests().size(), size_t(1));
         auto event = HookEvent::decode(app.requests().front());
-        QVERIFY(event);
-        QVERIFY(event->kind == HookEvent::Kind::permissionRequest);
-        QCOMPARE(event->sessionId, "session-1");
-        QCOMPARE(event->cwd, "/work/project");
+        QVERIFY(event && event->kind == HookEvent::Kind::permissionRequest);
+        QVERIFY(event->sessionId == "session-1" && event->cwd == "/work/project");
         QCOMPARE(event->tool, std::optional<std::string>(input["tool_name"].get<std::string>()));
         COMPARE_JSON(parsed(QByteArray::fromStdString(event->toolInput.value_or(""))),
                      input["tool_input"]);
