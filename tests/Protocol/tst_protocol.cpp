@@ -123,14 +123,6 @@ private slots:
         auto d = HookDecision::decode(R"({"decision":"deny","reason":null,"picked":null})");
         QVERIFY(d && !d->reason && !d->picked);
     }
-
-    void datesAreSecondsSince2001() {
-        using namespace std::chrono;
-        const auto zero = timePointFromReferenceSeconds(0);
-        QCOMPARE(duration_cast<seconds>(zero.time_since_epoch()).count(), 978307200LL);
-        const double now = nowSinceReferenceDate();
-        QVERIFY(now > 8.0e8 && now < 1.2e9);
-    }
 };
 
 QTEST_APPLESS_MAIN(TestProtocol)
