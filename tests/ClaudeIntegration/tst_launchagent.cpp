@@ -194,18 +194,6 @@ private slots:
         QVERIFY(clock.elapsed() < 20000);
     }
 
-    void relaunchCommands() {
-        using AppRelauncher::command;
-        const QString exe = "/Applications/Hollow mere.app/Contents/MacOS/Hollowmere";
-        const auto mac = command(Scheme::launchd, exe, 42);
-        QCOMPARE(mac.program, QStringLiteral("/bin/sh"));
-        QCOMPARE(mac.arguments,
-                 QStringList({"-c", "sleep 0.4 && open \"/Applications/Hollow mere.app\""}));
-        // Outside a bundle, even on macOS, the executable itself is started.
-        QCOMPARE(command(Scheme::launchd, "/usr/bin/hollowmere", 42).arguments.mid(2),
-                 QStringList({"sh", "42", "/usr/bin/hollowmere"}));
-    }
-
     // The new copy starts once the old process has gone, and not before.
     void relaunchWaitsForTheOldCopy() {
         QTemporaryDir dir;
