@@ -219,18 +219,15 @@ private slots:
         QVERIFY(visited.isEmpty());
         mac.runDelayed();
         QVERIFY(visited.contains("pressed demo-app"));
-    }
 
-    void macKeystrokesFollowOnlyAFailedInjection() {
-        FakeMac mac;
-        mac.appsByPid[42] = 42;
-        MacTerminalFocus focus(mac);
-        FocusTarget t = target(100, "io.alacritty");
-        t.terminalPid = 42;
+        // Keystrokes follow only a failed injection, after a jump in every case.
+        mac.log.clear();
+        t.bundleId = "io.alacritty";
         QVERIFY(!focus.sendKeystrokes("say \"hi\"\\r", t));
-        QCOMPARE(mac.log, QStringList{"activate 42"}); // jumped in every case
+        QCOMPARE(mac.log, QStringList{"activate 42"});
         QCOMPARE(mac.delayed.size(), 2u);
         QCOMPARE(mac.delayed.back().first, MacTerminalFocus::keystrokeDelayMs);
+        mac.scripts.clear();
         mac.runDelayed();
         QCOMPARE(mac.scripts, QStringList{keystrokeScript("say \"hi\"")});
     }

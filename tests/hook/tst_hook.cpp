@@ -218,15 +218,11 @@ private slots:
     void otherEventsAreForwardedAndNeverAnswered() {
         FakeApp app(socketPath);
         app.answerWith("{\"decision\":\"approve\"}\n");
-        const json notification = {{"session_id", "session-2"},
-                                   {"cwd", "/work/other"},
-                                   {"hook_event_name", "Notification"},
-                                   {"message", "Claude needs your permission"},
-                                   {"notification_type", "permission_prompt"}};
-        const json stop = {{"session_id", "session-2"},
-                           {"cwd", "/work/other"},
-                           {"hook_event_name", "Stop"},
-                           {"stop_hook_active", false}};
+        const json notification = json::parse(
+            R"({"session_id": "session-2", "cwd": "/work/other", "hook_event_name": "Notification",
+                "message": "Claude needs your permission", "notification_type": "permission_prompt"})");
+        const json stop = json::parse(R"({"session_id": "session-2", "cwd": "/work/other",
+                                          "hook_event_name": "Stop", "stop_hook_active": false})");
         for (const json& input : {notification, stop}) {
             auto run = runHook(QByteArray::fromStdString(input.dump()));
             QVERIFY(run.finishedCleanly && run.output.isEmpty());
