@@ -78,9 +78,10 @@ class NotchDesktopTest(E2ECase):
         self.assertIn("Bash(touch:*)", self.settings()["permissions"]["allow"])
 
         # The keys act once the user clicked the notch: a click on the card, then A.
-        self.app.find("Approve", "push button", timeout=LONG)
-        card = self.app.showing(lambda c: c.name.startswith("Permission requested"))
+        card = wait_until(lambda: self.app.showing(
+            lambda c: c.name.startswith("Permission requested")), LONG, 0.2)
         self.assertIsNotNone(card, self.app.controls())
+        card = self.app.settled(card.name, card.role, LONG)
         self.desk.click_at(card.x + card.width - 30, card.y + 12)
         # The window manager hands the panel the focus after the click: a key sent before that
         # would go to whatever still has it.
