@@ -55,6 +55,10 @@ public:
         return item ? item->findChild<T*>(objectName) : nullptr;
     }
 
+    static QRect rectOf(QQuickItem* item) {
+        return item->mapRectToScene(QRectF(0, 0, item->width(), item->height())).toRect();
+    }
+
     QQmlEngine engine;
     QQuickWindow window;
     std::unique_ptr<QObject> root;

@@ -3,7 +3,6 @@
 // hook events.
 #include <QtTest>
 
-#include "Notch/NotchPalette.h"
 #include "Notch/PromptCardRules.h"
 #include "Notch/RelativeTime.h"
 
@@ -81,17 +80,13 @@ void TestNotchTexts::headers() {
         {"41 cut", bash(forty + "y"), claude + forty.c_str() + "…"},
         {"lines flattened", bash("make\\nmake test"), claude + "make make test"},
         {"emoji kept whole", bash(emoji), claude + QString(39, 'a') + QString::fromUtf8("👨‍👩‍👧…")},
-        {"no command", request("Bash", R"({"cmd":"ls"})"), claude + "shell"},
         {"input not JSON", request("Bash", "ls -la"), claude + "shell"},
         {"inside the project", request("Edit", R"({"file_path":"/work/app/src/a.cpp"})"), claude + "src/a.cpp"},
-        {"the project itself", request("Write", R"({"file_path":"/work/app"})"), claude + "."},
         {"a sibling folder", request("Edit", R"({"file_path":"/work/apple/b.txt"})"), claude + "/work/apple/b.txt"},
         {"under home", request("Read", R"({"file_path":"/home/ann/notes.md"})"), claude + "read ~/notes.md"},
         {"read without path", request("Read", "[1]"), claude + "read"},
-        {"edit without path", request("MultiEdit", "{}"), claude + "multiedit"},
         {"other tool", request("WebFetch", "{}"), claude + "webfetch"},
         {"notification", makeEvent(HookEvent::Kind::notification, "notification"), "Claude"},
-        {"stop", makeEvent(HookEvent::Kind::stop, "stop"), "Claude"},
         {"notification about a tool", makeEvent(HookEvent::Kind::notification, "Bash", R"({"command":"ls"})"), claude + "ls"},
     };
     // clang-format on
@@ -101,70 +96,45 @@ void TestNotchTexts::headers() {
     // The model, then the count of prompts waiting from two on.
     QCOMPARE(headerSubtitle(bash("ls"), {"/work/app", "/home/ann", "claude-sonnet-4-5", 2}),
              QString("Claude · claude-sonnet-4-5 · 2 actions pending"));
-
-    QCOMPARE(headerTitle(request("Bash", std::nullopt)), QString("Permission requested"));
+    // A notification's title is its message's first line.
     QCOMPARE(headerTitle(makeEvent(HookEvent::Kind::notification, std::nullopt, std::nullopt,
                                    "Claude needs your permission\nto use Bash")),
              QString("Claude needs your permission"));
-    QCOMPARE(headerTitle(makeEvent(HookEvent::Kind::notification, std::nullopt)),
-             QString("Notification"));
-    QCOMPARE(headerTitle(makeEvent(HookEvent::Kind::stop, "stop")), QString("Done"));
 }
 
 void TestNotchTexts::bodies() {
     // Command lines after "$", old lines after the minus sign, new ones after "+", numbered; the
-    // file's path shortened as in the subtitle.
+    // file's path shortened as in the subtitle. (Their colours are probed on the rendered card.)
     const QString minus(QChar(0x2212));
-    struct Row {
-        HookEvent event;
-        BodyKind kind;
-        QString path;
-        QStringList lines;
-    };
-    const Row rows[] = {
-        {request("Bash", R"({"command":"cd src\nmake","description":"Build"})"),
-         BodyKind::bash,
-         "",
+    const std::tuple<HookEvent, BodyKind, QString, QStringList> rows[] = {
+        // clang-format off
+        {request("Bash", R"({"command":"cd src\nmake","description":"Build"})"), BodyKind::bash, "",
          {"$ 1 cd src", "$ 2 make"}},
-        {request("Edit",
-                 R"({"file_path":"/work/app/a.txt","old_string":"one\n","new_string":"uno"})"),
-         BodyKind::diff,
-         "a.txt",
-         {minus + " 1 one", minus + " 2 ", "+ 1 uno"}},
-        {request("MultiEdit",
-                 R"({"file_path":"/work/app/a","edits":[{"old_string":"a","new_string":"b"},)"
-                 R"({"old_string":"c","new_string":"d"}]})"),
-         BodyKind::diff,
-         "a",
-         {minus + " 1 a", "+ 1 b", minus + " 1 c", "+ 1 d"}},
-        {request("Write", R"({"file_path":"/home/ann/x.md","content":"# X\n\nend"})"),
-         BodyKind::write,
-         "~/x.md",
-         {"+ 1 # X", "+ 2 ", "+ 3 end"}},
+        {request("Edit", R"({"file_path":"/work/app/a.txt","old_string":"one\n","new_string":"uno"})"),
+         BodyKind::diff, "a.txt", {minus + " 1 one", minus + " 2 ", "+ 1 uno"}},
+        {request("MultiEdit", R"({"file_path":"/work/app/a","edits":[{"old_string":"a","new_string":"b"},)"
+                              R"({"old_string":"c","new_string":"d"}]})"),
+         BodyKind::diff, "a", {minus + " 1 a", "+ 1 b", minus + " 1 c", "+ 1 d"}},
+        {request("Write", R"({"file_path":"/home/ann/x.md","content":"# X\n\nend"})"), BodyKind::write,
+         "~/x.md", {"+ 1 # X", "+ 2 ", "+ 3 end"}},
         // Without content only the file is named.
         {request("Write", R"({"file_path":"/work/app/x.md"})"), BodyKind::path, "x.md", {}},
+        // clang-format on
     };
-    for (const Row& row : rows) {
-        const Body b = body(row.event, inProject);
-        QCOMPARE(b.kind, row.kind);
-        QCOMPARE(b.path, row.path);
-        QCOMPARE(described(b), row.lines);
+    for (const auto& [event, kind, path, lines] : rows) {
+        const Body b = body(event, inProject);
+        QCOMPARE(b.kind, kind);
+        QCOMPARE(b.path, path);
+        QCOMPARE(described(b), lines);
     }
-    // The command's "$" in the accent, untinted, its description below; a diff's sides tinted
-    // red and green.
-    Body b = body(rows[0].event, inProject);
-    QCOMPARE(b.lines[0].markerColor, NotchPalette::accent());
-    QVERIFY(!b.lines[0].backgroundTint);
-    QCOMPARE(b.description, QString("Build"));
-    b = body(rows[1].event, inProject);
-    QCOMPARE(b.lines[0].markerColor, NotchPalette::red());
-    QCOMPARE(*b.lines[2].backgroundTint, NotchPalette::green());
+    QCOMPARE(body(std::get<0>(rows[0]), inProject).description, QString("Build"));
 
     // A huge file shows its first lines and says how many more there are.
     QString big;
     for (int i = 0; i < maxLinesPerSide + 5; ++i)
         big += QStringLiteral("line\\n");
-    b = body(request("Write", R"({"file_path":"/a","content":")" + big.toStdString() + R"("})"),
+    Body b =
+        body(request("Write", R"({"file_path":"/a","content":")" + big.toStdString() + R"("})"),
              inProject);
     QCOMPARE(int(b.lines.size()), maxLinesPerSide + 1);
     QCOMPARE(b.lines.back().text, QString("… 6 more lines"));
@@ -181,16 +151,7 @@ void TestNotchTexts::bodies() {
     QVERIFY(b.chips.isEmpty());
     QVERIFY(body(request("AskUserQuestion", "not json"), inProject).options.isEmpty());
 
-    // Notification: its message with suggestion chips. No body for a stop without either, a
-    // tool with nothing to show, or input that is no object.
-    HookEvent note =
-        makeEvent(HookEvent::Kind::notification, std::nullopt, std::nullopt, "Pick one");
-    note.suggestions = std::vector<std::string>{"yes", "no"};
-    b = body(note, inProject);
-    QCOMPARE(b.kind, BodyKind::message);
-    QCOMPARE(b.message, QString("Pick one"));
-    QCOMPARE(b.chips, QStringList({"yes", "no"}));
-    QVERIFY(!hasBody(body(makeEvent(HookEvent::Kind::stop, "stop"), inProject)));
+    // No body for a tool with nothing to show, or input that is no object.
     QVERIFY(!hasBody(body(request("WebFetch", "[]"), inProject)));
     QVERIFY(!hasBody(body(request("Bash", "ls"), inProject)));
 }
@@ -198,18 +159,14 @@ void TestNotchTexts::bodies() {
 void TestNotchTexts::buttons() {
     // Labels, then their keys as macOS and other systems show them (the latter is also the key
     // sequence Qt binds).
+    // clang-format off
     const std::tuple<HookEvent, QStringList, QStringList, QStringList> rows[] = {
-        {request("Bash", "{}"),
-         {"Approve", "Deny", "Always"},
-         {"A", "D", "⌥A"},
-         {"A", "D", "Alt+A"}},
+        {request("Bash", "{}"), {"Approve", "Deny", "Always"}, {"A", "D", "⌥A"}, {"A", "D", "Alt+A"}},
         {request("AskUserQuestion", "{}"), {"Deny"}, {"D"}, {"D"}},
-        {makeEvent(HookEvent::Kind::notification, std::nullopt),
-         {"Jump", "Dismiss"},
-         {"J", "D"},
-         {"J", "D"}},
+        {makeEvent(HookEvent::Kind::notification, std::nullopt), {"Jump", "Dismiss"}, {"J", "D"}, {"J", "D"}},
         {makeEvent(HookEvent::Kind::stop, "stop"), {"Jump", "Dismiss"}, {"J", "D"}, {"J", "D"}},
     };
+    // clang-format on
     for (const auto& [event, labels, mac, keys] : rows) {
         QStringList have[4];
         const auto buttons = actions(event);
@@ -226,10 +183,6 @@ void TestNotchTexts::buttons() {
         // Only a card with more than a way out has a primary answer, and it comes first.
         QCOMPARE(buttons.front().primary, buttons.size() > 1);
     }
-    const KeyShortcut all{QChar('k'), KeyShortcut::option | KeyShortcut::shift |
-                                          KeyShortcut::control | KeyShortcut::command};
-    QCOMPARE(all.displayLabel(true), QString("⌥⇧⌃⌘K"));
-    QCOMPARE(all.displayLabel(false), QString("Alt+Shift+Ctrl+Super+K"));
 }
 
 QTEST_GUILESS_MAIN(TestNotchTexts)

@@ -5,20 +5,86 @@
 #include <QtTest>
 
 #include "../HUD/Fakes.h"
-#include "FakeClock.h"
+#include "../Sessions/StoreFixture.h"
 #include "HUD/BatteryMonitor.h"
 #include "HUD/BrightnessMonitor.h"
 #include "HUD/MediaKeys.h"
 #include "HUD/SystemHUDSuppressor.h"
 #include "HUD/VolumeMonitor.h"
+#include "Notch/Clock.h"
 #include "Notch/NotchController.h"
-#include "Sessions/SessionStore.h"
 
 namespace {
 
+// A clock that stands still until the test advances it. Queued calls run before and after each
+// timer, as the event loop would run them.
+class FakeClock : public Clock {
+public:
+    class FakeTimer : public Timer {
+    public:
+        FakeTimer(FakeClock& clock, std::function<void()> timeout)
+            : m_clock(clock), m_timeout(std::move(timeout)) {
+            m_clock.m_timers.insert(this);
+        }
+        ~FakeTimer() override { m_clock.m_timers.erase(this); }
+        void start(std::chrono::milliseconds wait) override {
+            m_due = m_clock.m_now + wait.count();
+            m_order = ++m_clock.m_starts;
+        }
+        void stop() override { m_due = -1; }
+        bool isActive() const override { return m_due >= 0; }
+
+    private:
+        friend class FakeClock;
+        FakeClock& m_clock;
+        std::function<void()> m_timeout;
+        qint64 m_due = -1;
+        quint64 m_order = 0;
+    };
+
+    std::unique_ptr<Timer> makeTimer(std::function<void()> timeout) override {
+        return std::make_unique<FakeTimer>(*this, std::move(timeout));
+    }
+
+    qint64 now() const { return m_now; }
+
+    // Moves time forward, firing every timer that falls due on the way, in order.
+    void advance(qint64 ms) {
+        const qint64 target = m_now + ms;
+        settle();
+        while (FakeTimer* next = nextDue(target)) {
+            m_now = next->m_due;
+            next->m_due = -1;
+            next->m_timeout();
+            settle();
+        }
+        m_now = target;
+        settle();
+    }
+
+    // Runs what was queued on the event loop, and what that queued in turn.
+    static void settle() {
+        for (int i = 0; i < 8; ++i)
+            QCoreApplication::processEvents();
+    }
+
+private:
+    FakeTimer* nextDue(qint64 target) const {
+        FakeTimer* best = nullptr;
+        for (FakeTimer* t : m_timers)
+            if (t->m_due >= 0 && t->m_due <= target &&
+                (!best || std::pair(t->m_due, t->m_order) < std::pair(best->m_due, best->m_order)))
+                best = t;
+        return best;
+    }
+
+    qint64 m_now = 0;
+    quint64 m_starts = 0;
+    std::set<FakeTimer*> m_timers;
+};
+
 class FakeNotch : public NotchHandle {
 public:
-    explicit FakeNotch(NotchSetup s) : setup(std::move(s)) {}
     void expand() override { state = QStringLiteral("expanded"); }
     void compact() override { state = QStringLiteral("compact"); }
     void hide(std::function<void()> done) override {
@@ -32,18 +98,16 @@ public:
         emit hoveringChanged(h);
     }
 
-    NotchSetup setup;
     QString state = QStringLiteral("hidden");
     bool hovering = false;
 };
 
 // One controller over fakes: the store is real, the rest records.
 struct Rig {
-    QTemporaryDir dir;
-    std::set<std::string> alive;
-    SessionStore store;
+    StoreFakes fakes;
+    std::unique_ptr<SessionStore> store = makeStore(fakes, {}, std::chrono::hours(1));
     FakeMediaKeyTap* tap;
-    SystemHUDSuppressor keys;
+    SystemHUDSuppressor keys{makeTap(), [](bool) { return true; }};
     FakeAudioOutput* audio;
     FakePowerSource* power;
     FakeClock clock;
@@ -51,12 +115,7 @@ struct Rig {
     FakeNotch* hudNotch = nullptr;
     std::unique_ptr<NotchController> controller;
 
-    Rig()
-        : store(SessionStore::Environment{
-              dir.filePath("settings.json"), [](const QString&) {}, [this] { return alive; },
-              [](const QString&) { return true; }, [] { return QDateTime::currentDateTimeUtc(); },
-              std::chrono::hours(1)}),
-          keys(makeTap(), [](bool) { return true; }) {
+    Rig() {
         auto output = std::make_unique<FakeAudioOutput>();
         audio = output.get();
         audio->defaultId = 1;
@@ -72,11 +131,11 @@ struct Rig {
             std::make_unique<BrightnessMonitor>(std::make_unique<FakeBacklight>(), &keys);
         env.battery = std::make_unique<BatteryMonitor>(std::move(source));
         env.makeNotch = [this](const NotchSetup& setup) {
-            auto made = std::make_unique<FakeNotch>(setup);
+            auto made = std::make_unique<FakeNotch>();
             (setup.role == NotchSetup::Role::session ? notch : hudNotch) = made.get();
             return made;
         };
-        controller = std::make_unique<NotchController>(&store, std::move(env));
+        controller = std::make_unique<NotchController>(store.get(), std::move(env));
         controller->start();
         FakeClock::settle();
     }
@@ -88,17 +147,13 @@ struct Rig {
     }
 
     void event(const QString& id, HookEvent::Kind kind) {
-        HookEvent e;
-        e.kind = kind;
-        e.sessionId = id.toStdString();
-        e.cwd = "/work/" + id.toStdString();
-        e.timestamp = nowSinceReferenceDate();
+        HookEvent e = hookEvent(kind, id.toStdString(), nowSinceReferenceDate());
         if (kind == HookEvent::Kind::permissionRequest) {
             e.tool = "Bash";
-            e.toolInput = R"({"command":"touch x"})";
+            e.toolInput = bashInput("touch x");
         }
-        alive.insert(e.cwd);
-        store.handle(e, [](const HookDecision&) {});
+        fakes.aliveCwds.insert(e.cwd);
+        store->handle(e, [](const HookDecision&) {});
     }
 
     void press(quint32 code) {
@@ -116,10 +171,10 @@ struct Rig {
         else if (verb == "stop")
             event(arg, HookEvent::Kind::stop);
         else if (verb == "answer")
-            store.resolve(arg, HookDecision{HookDecision::Decision::approve, {}, {}});
+            store->resolve(arg, HookDecision{HookDecision::Decision::approve, {}, {}});
         else if (verb == "gone") {
-            alive.erase("/work/" + arg.toStdString());
-            store.pruneDeadProcesses();
+            fakes.aliveCwds.erase("/work/" + arg.toStdString());
+            store->pruneDeadProcesses();
         } else if (verb == "tap")
             controller->expandOnDemand();
         else if (verb == "hover" || verb == "leave")

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
-// The notch surface over real timers and windows: when callers resume, how long a closing window
-// stays, and what a show arriving meanwhile keeps. Times are only ever checked from below: a busy
-// machine makes timers late, never early.
+// The notch's geometry and motion as pure functions (springs, screen frames), and the surface over
+// real timers and windows: when callers resume, how long a closing window stays, and what a show
+// arriving meanwhile keeps. Times are only ever checked from below: a busy machine makes timers
+// late, never early.
 #include <QtTest>
 
+#include "NotchAnimation.h"
 #include "NotchPanel.h"
+#include "NotchScreen.h"
 #include "NotchSurface.h"
 #include "Platform/Haptics.h"
+#include "Platform/ScreenGeometry.h"
 
 #include <QGuiApplication>
 #include <QQuickItem>
@@ -36,26 +40,26 @@ int livePanels() {
 class TestNotchSurface : public QObject {
     Q_OBJECT
 private slots:
+    void springsSettleOvershootAndMatchTheirEasing();
+    void framesOnOtherMonitorsAndHalfNotches();
+    void linuxSimulatesANotchOnlyWhenAsked();
     void cleanup();
     void showResumesAfterTheSpringAndHideWaitsPauseAndFade();
     void showDuringAHideKeepsTheWindow();
     void hideWaitsForThePointerToLeaveWithKeepVisible();
-    void hoverIsIgnoredWhileHiddenAndTapsOncePerChange();
     void conversionsMorphOrCloseInBetween();
-    void animationsComeFromStyleAndConfiguration();
     void windowIsMeasuredAndRemadePerScreen();
 
 private:
     std::unique_ptr<NotchSurface> make(NotchHoverBehavior hover = NotchHover::none,
-                                       NotchStyle style = NotchStyle::automatic(),
                                        ScreenMetrics metrics = plainMonitor());
     QScreen* screen() const { return QGuiApplication::primaryScreen(); }
     CountingHaptics m_haptics;
 };
 
-std::unique_ptr<NotchSurface> TestNotchSurface::make(NotchHoverBehavior hover, NotchStyle style,
+std::unique_ptr<NotchSurface> TestNotchSurface::make(NotchHoverBehavior hover,
                                                      ScreenMetrics metrics) {
-    auto surface = std::make_unique<NotchSurface>(hover, style, NotchContent());
+    auto surface = std::make_unique<NotchSurface>(hover, NotchStyle::automatic(), NotchContent());
     surface->setScreenMetricsProvider([metrics](QScreen*) { return metrics; });
     surface->setHapticPerformer(&m_haptics);
     return surface;
@@ -79,11 +83,6 @@ void TestNotchSurface::showResumesAfterTheSpringAndHideWaitsPauseAndFade() {
     QTRY_VERIFY(resumed >= 0);
     QVERIFY2(resumed >= 395, qPrintable(QString::number(resumed)));
     QTRY_COMPARE(window->opacity(), 1.0);
-    // The same state again resumes at once, in the same window.
-    bool again = false;
-    notch->expand(screen(), [&] { again = true; });
-    QVERIFY(again);
-    QCOMPARE(notch->window(), window.data());
 
     // The window outlives the closing spring: fully opaque through a quarter-second pause, then
     // it fades and goes.
@@ -99,7 +98,7 @@ void TestNotchSurface::showResumesAfterTheSpringAndHideWaitsPauseAndFade() {
     QVERIFY(!notch->window() && !notch->hasPendingClose());
     QTRY_VERIFY(!window);
     // Hiding a hidden notch finishes at once.
-    again = false;
+    bool again = false;
     notch->hide([&] { again = true; });
     QVERIFY(again);
 }
@@ -118,7 +117,6 @@ void TestNotchSurface::showDuringAHideKeepsTheWindow() {
         shown = true;
     });
     QTRY_VERIFY(shown);
-    QCOMPARE(notch->state(), NotchState::expanded);
     QCOMPARE(notch->window(), window.data());
     QVERIFY(!notch->hasPendingClose());
     // Long past the abandoned close: the window is still up and opaque.
@@ -126,7 +124,6 @@ void TestNotchSurface::showDuringAHideKeepsTheWindow() {
     QVERIFY(!hidden);
     QVERIFY(window && window->isVisible());
     QTRY_COMPARE(window->opacity(), 1.0);
-    QCOMPARE(livePanels(), 1);
 
     // Even once the fade has begun, a show keeps the window (and fades it back in).
     notch->hide();
@@ -142,8 +139,8 @@ void TestNotchSurface::showDuringAHideKeepsTheWindow() {
     QTRY_COMPARE(notch->state(), NotchState::compact);
     QTest::qWait(400);
     QCOMPARE(notch->window(), window.data());
-    QCOMPARE(notch->state(), NotchState::compact);
     QTRY_COMPARE(window->opacity(), 1.0);
+    QCOMPARE(livePanels(), 1);
 }
 
 void TestNotchSurface::hideWaitsForThePointerToLeaveWithKeepVisible() {
@@ -155,10 +152,9 @@ void TestNotchSurface::hideWaitsForThePointerToLeaveWithKeepVisible() {
     notch->hide([&] { ++hides; });
     QTest::qWait(500);
     QCOMPARE(notch->state(), NotchState::expanded);
-    QVERIFY(notch->window() && !notch->hasPendingClose());
+    QVERIFY(!notch->hasPendingClose());
     notch->updateHoverState(false);
     QTRY_COMPARE(hides, 2);
-    QCOMPARE(notch->state(), NotchState::hidden);
     QVERIFY(!notch->window());
 
     // A show while a hide is held ends that hide: its waiter resumes at once, and the pointer
@@ -167,40 +163,27 @@ void TestNotchSurface::hideWaitsForThePointerToLeaveWithKeepVisible() {
     notch->updateHoverState(true);
     bool held = false;
     notch->hide([&] { held = true; });
-    QTest::qWait(250);
-    QVERIFY(!held);
     notch->_compact(screen(), true);
     QVERIFY(held);
     notch->updateHoverState(false);
     QTest::qWait(250);
     QCOMPARE(notch->state(), NotchState::compact);
+    QCOMPARE(m_haptics.taps, 0);
 
-    // Without keepVisible the pointer holds nothing back, and hiding forgets the hover.
-    auto plain = make();
-    plain->expand(screen());
-    plain->updateHoverState(true);
-    QVERIFY(plain->isHovering());
-    plain->hide();
-    QCOMPARE(plain->state(), NotchState::hidden);
-    QVERIFY(!plain->isHovering());
-}
-
-void TestNotchSurface::hoverIsIgnoredWhileHiddenAndTapsOncePerChange() {
-    auto notch = make(NotchHoverOption::hapticFeedback);
-    QSignalSpy hovering(notch.get(), &NotchSurface::isHoveringChanged);
-    notch->updateHoverState(true);
-    QVERIFY(!notch->isHovering());
-    notch->compact(screen());
-    for (const bool over : {true, true, false, false})
-        notch->updateHoverState(over);
-    QCOMPARE(m_haptics.taps, 2);
-    QCOMPARE(hovering.count(), 2);
-
-    auto quiet = make(NotchHoverOption::keepVisible);
-    quiet->compact(screen());
-    quiet->updateHoverState(true);
-    QVERIFY(quiet->isHovering());
-    QCOMPARE(m_haptics.taps, 2);
+    // With haptics: one tap per change, none while hidden. Without keepVisible the pointer holds
+    // nothing back, and hiding forgets the hover.
+    auto tapping = make(NotchHoverOption::hapticFeedback);
+    QSignalSpy hovering(tapping.get(), &NotchSurface::isHoveringChanged);
+    tapping->updateHoverState(true);
+    QVERIFY(!tapping->isHovering());
+    tapping->compact(screen());
+    for (const bool over : {true, true, false, true})
+        tapping->updateHoverState(over);
+    QCOMPARE(m_haptics.taps, 3);
+    QCOMPARE(hovering.count(), 3);
+    tapping->hide();
+    QCOMPARE(tapping->state(), NotchState::hidden);
+    QVERIFY(!tapping->isHovering());
 }
 
 void TestNotchSurface::conversionsMorphOrCloseInBetween() {
@@ -209,7 +192,6 @@ void TestNotchSurface::conversionsMorphOrCloseInBetween() {
     notch->compact(screen(), [&] { ready = true; });
     QTRY_VERIFY(ready);
     NotchPanel* window = notch->window();
-    QVERIFY(!window->isKeyable());
 
     // Without skipping: close, pause a quarter second, reopen in the new form, same window.
     QList<NotchState> seen;
@@ -227,16 +209,11 @@ void TestNotchSurface::conversionsMorphOrCloseInBetween() {
     QVERIFY(notch->stateAnimation() == notch->effectiveConversionAnimation());
     QCOMPARE(seen, (QList<NotchState>{NotchState::hidden, NotchState::expanded}));
     QCOMPARE(notch->window(), window);
-    // Expanded it may become key, but only a click makes it so: it never takes focus itself.
-    QVERIFY(window->isKeyable() && !window->isKey());
-    QVERIFY(window->flags().testFlag(Qt::WindowDoesNotAcceptFocus));
 
     // Skipping: straight to compact with the conversion spring.
     seen.clear();
     notch->_compact(screen(), true);
     QCOMPARE(seen, (QList<NotchState>{NotchState::compact}));
-    QVERIFY(notch->stateAnimation() == notch->effectiveConversionAnimation());
-    QVERIFY(!window->isKeyable());
 
     // Compacting yields to an expand arriving in its pause, in the same window.
     notch->_expand(screen(), true);
@@ -246,45 +223,25 @@ void TestNotchSurface::conversionsMorphOrCloseInBetween() {
     QTest::qWait(400);
     QCOMPARE(notch->state(), NotchState::expanded);
     QCOMPARE(notch->window(), window);
-    QCOMPARE(livePanels(), 1);
 
-    // The configuration's flag decides for the plain forms.
-    notch->setTransitionConfiguration({.skipIntermediateHides = true});
+    // The configuration decides for the plain forms, and its animation replaces the default
+    // for its transition only.
+    notch->setTransitionConfiguration(
+        {.closingAnimation = NotchAnimation::easeIn(0.18), .skipIntermediateHides = true});
     seen.clear();
     notch->compact(screen());
     QCOMPARE(seen, (QList<NotchState>{NotchState::compact}));
-}
-
-void TestNotchSurface::animationsComeFromStyleAndConfiguration() {
-    // Chosen from the configured style: a notch opens with a bounce, automatic softly even where
-    // it resolves to the notch style.
-    QVERIFY(make(NotchHover::none, NotchStyle::notch())->effectiveOpeningAnimation() ==
-            NotchAnimation::spring(0.4, 0.7));
-    auto automatic = make(NotchHover::none, NotchStyle::automatic(), notchedLaptop());
-    automatic->expand(screen());
-    QVERIFY(automatic->effectiveStyle() == NotchStyle::notch());
-    QVERIFY(automatic->stateAnimation() == NotchAnimation::spring(0.4, 0.85));
-
-    // A configured animation replaces the default for its transition only.
-    automatic->setTransitionConfiguration(
-        {.closingAnimation = NotchAnimation::easeIn(0.18), .skipIntermediateHides = true});
-    automatic->hide();
-    QVERIFY(automatic->stateAnimation() == NotchAnimation::easeIn(0.18));
-    QVERIFY(automatic->effectiveConversionAnimation() == NotchAnimation::spring(0.4, 0.85));
+    QVERIFY(notch->stateAnimation() == notch->effectiveConversionAnimation());
+    notch->hide();
+    QVERIFY(notch->stateAnimation() == NotchAnimation::easeIn(0.18));
 }
 
 void TestNotchSurface::windowIsMeasuredAndRemadePerScreen() {
     auto notch = make();
-    // Hidden with no window: a screen change has nothing to remake.
-    emit screen()->availableGeometryChanged(screen()->availableGeometry());
-    QTest::qWait(50);
-    QVERIFY(!notch->window());
-
     notch->compact(screen());
     QPointer<NotchPanel> before = notch->window();
     QVERIFY(notch->effectiveStyle() == NotchStyle::floating());
     QCOMPARE(before->geometry(), QRect(480, 0, 960, 540));
-    QVERIFY(before->flags().testFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint));
     // A change that measures the same (a work area changing elsewhere) keeps the window and what
     // its views hold.
     before->rootObject()->setProperty("objectName", "kept");
@@ -300,12 +257,68 @@ void TestNotchSurface::windowIsMeasuredAndRemadePerScreen() {
     QTRY_VERIFY(notch->window() && notch->window() != before);
     QVERIFY(notch->effectiveStyle() == NotchStyle::notch());
     QCOMPARE(notch->window()->geometry(), QRect(378, 0, 756, 491));
-    QVERIFY(notch->window()->isVisible());
     QCOMPARE(notch->state(), NotchState::compact);
     QTRY_VERIFY(!before);
     QCOMPARE(livePanels(), 1);
     notch->deinitializeWindow();
     QVERIFY(!notch->window());
+}
+
+void TestNotchSurface::springsSettleOvershootAndMatchTheirEasing() {
+    const NotchAnimation critical = NotchAnimation::spring(0.4, 1.0);
+    const NotchAnimation bouncy = NotchAnimation::spring(0.4, 0.7);
+    QCOMPARE(critical.valueAt(0), 0.0);
+    double peakCritical = 0, peakBouncy = 0, previous = 0;
+    for (double t = 0; t <= 1.5; t += 0.005) {
+        const double c = critical.valueAt(t);
+        QVERIFY2(c >= previous - 1e-9, "a critically damped spring never turns back");
+        previous = c;
+        peakCritical = std::max(peakCritical, c);
+        peakBouncy = std::max(peakBouncy, bouncy.valueAt(t));
+    }
+    QVERIFY(peakCritical <= 1.0 + 1e-9);
+    QVERIFY(peakBouncy > 1.03); // visibly overshoots
+    QVERIFY(std::abs(critical.valueAt(critical.duration()) - 1) <= 0.001);
+    QVERIFY(std::abs(critical.valueAt(critical.duration() * 0.8) - 1) > 0.001);
+
+    // What Qt Quick animates is the spring itself.
+    for (const NotchAnimation& a : {critical, bouncy, NotchAnimation::spring(0.22, 0.86)}) {
+        const QEasingCurve curve = a.easingCurve();
+        for (double p = 0; p <= 1.0; p += 0.01)
+            QVERIFY2(std::abs(curve.valueForProgress(p) - a.valueAt(p * a.duration())) < 0.01,
+                     qPrintable(QStringLiteral("progress %1").arg(p)));
+    }
+}
+
+// (The frames of a notched laptop and a plain monitor are checked on live windows.)
+void TestNotchSurface::framesOnOtherMonitorsAndHalfNotches() {
+    // Without a notch a stand-in 300 wide under the menu bar, centred on its own screen.
+    QCOMPARE(NotchScreen::notchFrameWithMenubarAsBackup(plainMonitor(1920)),
+             QRectF(1920 + 810, 0, 300, 25));
+    QCOMPARE(NotchScreen::panelFrame(plainMonitor(1920)), QRectF(1920 + 480, 0, 960, 540));
+    // One side area alone is no notch.
+    ScreenMetrics half = notchedLaptop();
+    half.auxiliaryTopRightArea.reset();
+    QVERIFY(!NotchScreen::hasNotch(half));
+    QCOMPARE(NotchScreen::notchFrameWithMenubarAsBackup(half), QRectF(606, 0, 300, 37));
+}
+
+void TestNotchSurface::linuxSimulatesANotchOnlyWhenAsked() {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    qunsetenv("HOLLOWMERE_SIMULATE_NOTCH");
+    QVERIFY(!NotchScreen::hasNotch(ScreenGeometry::metrics(screen)));
+
+    qputenv("HOLLOWMERE_SIMULATE_NOTCH", "200x32");
+    const ScreenMetrics simulated = ScreenGeometry::metrics(screen);
+    qunsetenv("HOLLOWMERE_SIMULATE_NOTCH");
+    QVERIFY(NotchScreen::hasNotch(simulated));
+    const QRectF notch = NotchScreen::notchFrameWithMenubarAsBackup(simulated);
+    QCOMPARE(notch.size(), QSizeF(200, 32));
+    QCOMPARE(notch.center().x(), QRectF(screen->geometry()).center().x());
+
+    qputenv("HOLLOWMERE_SIMULATE_NOTCH", "wide");
+    QVERIFY(!NotchScreen::hasNotch(ScreenGeometry::metrics(screen)));
+    qunsetenv("HOLLOWMERE_SIMULATE_NOTCH");
 }
 
 QTEST_MAIN(TestNotchSurface)
