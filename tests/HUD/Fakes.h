@@ -65,9 +65,8 @@ public:
 class FakePowerSource : public PowerSource {
 public:
     std::optional<PowerSourceReading> reading;
-    bool notifications = false;
     std::optional<PowerSourceReading> read() override { return reading; }
-    bool startNotifications() override { return notifications = true; }
+    bool startNotifications() override { return true; }
     // Changes the reading and notifies, as the system would.
     void set(int current, int max, bool charging, bool ac) {
         reading = PowerSourceReading{current, max, charging, ac};
