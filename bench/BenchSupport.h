@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the benchmarks share: medians, resident memory, an event loop that runs as the app's does,
+// What the benchmarks share: resident memory, an event loop that runs as the app's does,
 // and the hook's side of one socket exchange.
 #pragma once
 
@@ -24,15 +24,6 @@ using Clock = std::chrono::steady_clock;
 
 inline double ms(Clock::duration d) {
     return std::chrono::duration<double, std::milli>(d).count();
-}
-
-struct Spread {
-    double median = 0, worst = 0;
-};
-
-inline Spread spread(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.empty() ? Spread{} : Spread{v[v.size() / 2], v.back()};
 }
 
 inline double residentMiB() {

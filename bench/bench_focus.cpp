@@ -65,18 +65,7 @@ Desktop& desktop() {
     return d;
 }
 
-void BM_ActivateReference(benchmark::State& state) {
-    if (!desktop().ready())
-        return state.SkipWithError("no X server, window manager or xterm");
-    int i = 0;
-    for (auto _ : state) {
-        if (!X11Desktop::activate(desktop().terms[++i % 2].window))
-            return state.SkipWithError("the window manager did not activate the window");
-    }
-}
-BENCHMARK(BM_ActivateReference)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
-
-void BM_Jump(benchmark::State& state) {
+void BM_Activate(benchmark::State& state, bool reference) {
     if (!desktop().ready())
         return state.SkipWithError("no X server, window manager or xterm");
     LinuxTerminalFocus focus(LinuxTerminalControl::system());
@@ -85,11 +74,20 @@ void BM_Jump(benchmark::State& state) {
         targets[t] = {"bench", QDir::homePath(), {}, {}, desktop().terms[t].child, {}};
     int i = 0;
     for (auto _ : state) {
-        if (!focus.jump(targets[++i % 2]).windowActive)
-            return state.SkipWithError("jump did not activate the window");
+        const int t = ++i % 2;
+        if (reference ? !X11Desktop::activate(desktop().terms[t].window)
+                      : !focus.jump(targets[t]).windowActive)
+            return state.SkipWithError("the window manager did not activate the window");
     }
 }
-BENCHMARK(BM_Jump)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK_CAPTURE(BM_Activate, Reference_NetActiveWindow, true)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MinTime(2.0);
+BENCHMARK_CAPTURE(BM_Activate, Jump, false)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MinTime(2.0);
 
 } // namespace
 

@@ -2,14 +2,14 @@
 // The session notch under the clock, in one process with the real store, hook server, controller,
 // notch panels and views, on the X server of DISPLAY (Xvfb):
 //
-//   bench_notch first-frame [N]   hook connection → first frame swapped with the prompt card on
+//   bench_notch first-frame N     hook connection → first frame swapped with the prompt card on
 //                                 screen, N times; beside a bare QQuickWindow's first frame
-//   bench_notch growth [N]        resident memory before and after N hover changes and N prompts
+//   bench_notch growth N          resident memory before and after N hover changes and N prompts
 //                                 shown and answered
-//   bench_notch idle [S]          CPU and memory over S seconds with 10 idle sessions in the
+//   bench_notch idle S            CPU and memory over S seconds with 10 idle sessions in the
 //                                 notch, then with one of them working; beside a bare
 //                                 QQuickWindow idle as long
-//   bench_notch hover [N]         resident memory across N hover changes of an expanded notch
+//   bench_notch hover N           resident memory across N hover changes of an expanded notch
 //                                 (pointer moved in and out through XTest) whose shadow follows
 //                                 hover; beside the same moves over one whose hover draws
 //                                 nothing. Needs a compositing manager (xcompmgr).
@@ -39,6 +39,7 @@
 
 #include <cstdio>
 #include <future>
+#include <map>
 
 namespace {
 
@@ -149,12 +150,12 @@ int firstFrame(int runs) {
         spin([&] { return client.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
         Bench::settle(1200); // back to compact, the card gone
     }
-    const Bench::Spread b = Bench::spread(bare), c = Bench::spread(card);
-    std::printf("first frame, bare QQuickWindow (reference)   median %.1f ms (%d runs)\n", b.median,
-                runs);
-    std::printf("hook connection -> prompt card on screen     median %.1f ms, worst %.1f ms\n",
-                c.median, c.worst);
-    std::printf("ratio                                         %.2f\n", c.median / b.median);
+    std::sort(bare.begin(), bare.end());
+    std::sort(card.begin(), card.end());
+    const double b = bare[bare.size() / 2], c = card[card.size() / 2];
+    std::printf("prompt card on screen: median %.1f ms, worst %.1f ms; bare window (reference) "
+                "%.1f ms; ratio %.2f\n",
+                c, card.back(), b, c / b);
     return 0;
 }
 
@@ -195,11 +196,9 @@ int growth(int runs) {
     for (int i = 0; i < runs; ++i)
         promptRound(i);
     const double afterPrompts = reading();
-    std::printf("resident memory after warm-up (reference)    %.1f MiB\n", before);
-    std::printf("after %d hover changes                       %+.1f MiB\n", runs,
-                afterHover - before);
-    std::printf("after %d prompts shown and answered          %+.1f MiB\n", runs,
-                afterPrompts - afterHover);
+    std::printf("after warm-up (reference) %.1f MiB; %d hover changes %+.1f MiB; %d prompts "
+                "%+.1f MiB\n",
+                before, runs, afterHover - before, runs, afterPrompts - afterHover);
     return 0;
 }
 
@@ -220,22 +219,16 @@ int idle(int seconds) {
     app.approveSession0();
     Bench::settle(2000);
     const double workingCpu = Bench::cpuShareOver(ms), workingMiB = Bench::residentMiB();
-    std::printf("bare QQuickWindow, idle (reference)   %.2f%% of one core, %.1f MiB\n", bareCpu,
-                bareMiB);
-    std::printf("10 idle sessions in the notch         %.2f%% of one core, %.1f MiB (%.2fx)\n",
-                idleCpu, idleMiB, idleCpu / bareCpu);
-    std::printf("one of them working                   %.2f%% of one core, %.1f MiB (%.2fx)\n",
-                workingCpu, workingMiB, workingCpu / bareCpu);
+    for (const auto& [name, cpu, mib] : {std::tuple{"bare window (reference)", bareCpu, bareMiB},
+                                         {"10 idle sessions", idleCpu, idleMiB},
+                                         {"one of them working", workingCpu, workingMiB}})
+        std::printf("%s: %.2f%% of one core (%.1fx), %.1f MiB\n", name, cpu, cpu / bareCpu, mib);
     return 0;
 }
 
-struct Run {
-    double before = 0, after = 0, peak = 0;
-    qint64 ms = 0;
-};
-
-// Expands a notch, warms up, then moves the pointer in and out `changes` times.
-Run hoverRun(NotchHoverBehavior hover, QQmlComponent* content, Display* dpy, int changes) {
+// Expands a notch, warms up, then moves the pointer in and out `changes` times; the growth of
+// resident memory in MiB.
+double hoverGrowth(NotchHoverBehavior hover, QQmlComponent* content, Display* dpy, int changes) {
     QScreen* screen = QGuiApplication::primaryScreen();
     NotchSurface notch(hover, NotchStyle::notch(), NotchContent(content));
     notch.setScreenMetricsProvider([](QScreen* s) { return notchedScreen(s->geometry()); });
@@ -255,23 +248,14 @@ Run hoverRun(NotchHoverBehavior hover, QQmlComponent* content, Display* dpy, int
     };
     for (int i = 0; i < 40; ++i)
         move(i);
-    Run run;
-    run.before = Bench::residentMiB();
-    run.peak = run.before;
-    QElapsedTimer clock;
-    clock.start();
-    for (int i = 0; i < changes; ++i) {
+    const double before = Bench::residentMiB();
+    for (int i = 0; i < changes; ++i)
         move(i);
-        run.peak = std::max(run.peak, Bench::residentMiB());
-        if (qEnvironmentVariableIsSet("BENCH_TRACE") && i % 250 == 0)
-            std::fprintf(stderr, "%d changes: %.1f MiB\n", i, Bench::residentMiB());
-    }
-    run.ms = clock.elapsed();
     Bench::settle(1000);
-    run.after = Bench::residentMiB();
+    const double growth = Bench::residentMiB() - before;
     notch.hide();
     Bench::settle(800);
-    return run;
+    return growth;
 }
 
 // The shadow's memory across hover changes, on an X server with a compositing manager (so the
@@ -296,14 +280,11 @@ int hover(int changes) {
             return 1;
         }
     }
-    const Run reference = hoverRun(NotchHoverOption::keepVisible, &content, dpy, changes);
-    const Run shadow = hoverRun(NotchHover::all, &content, dpy, changes);
-    std::printf("| case | hover changes | RSS before | RSS after | growth | peak | time |\n");
-    for (const auto& [name, run] : {std::pair{"shadow follows hover (hover: all)", shadow},
-                                    std::pair{"reference: hover draws nothing", reference}})
-        std::printf("| %s | %d | %.1f MiB | %.1f MiB | %+.1f MiB | %.1f MiB | %.1f s |\n", name,
-                    changes, run.before, run.after, run.after - run.before, run.peak,
-                    run.ms / 1000.0);
+    const double reference = hoverGrowth(NotchHoverOption::keepVisible, &content, dpy, changes);
+    const double shadow = hoverGrowth(NotchHover::all, &content, dpy, changes);
+    std::printf("%d hover changes: shadow follows hover %+.1f MiB; hover draws nothing "
+                "(reference) %+.1f MiB\n",
+                changes, shadow, reference);
     return 0;
 }
 
@@ -314,17 +295,12 @@ int main(int argc, char** argv) {
         qputenv("HOLLOWMERE_SIMULATE_NOTCH", "200x32");
     QGuiApplication app(argc, argv);
     app.setQuitOnLastWindowClosed(false);
-    const QString mode = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
-    const int n = argc > 2 ? std::max(1, atoi(argv[2])) : 0;
-    if (mode == QLatin1String("first-frame"))
-        return firstFrame(n ? n : 20);
-    if (mode == QLatin1String("growth"))
-        return growth(n ? n : 1000);
-    if (mode == QLatin1String("idle"))
-        return idle(n ? n : 30);
-    if (mode == QLatin1String("hover"))
-        return hover(n ? n : 1000);
-    std::fprintf(stderr, "usage: bench_notch first-frame [N] | growth [N] | idle [SECONDS] | "
-                         "hover [N]\n");
-    return 2;
+    const std::map<std::string, int (*)(int)> modes{
+        {"first-frame", firstFrame}, {"growth", growth}, {"idle", idle}, {"hover", hover}};
+    const auto mode = modes.find(argc > 2 ? argv[1] : "");
+    if (mode == modes.end()) {
+        std::fprintf(stderr, "usage: bench_notch first-frame|growth|idle|hover N\n");
+        return 2;
+    }
+    return mode->second(std::max(1, atoi(argv[2])));
 }

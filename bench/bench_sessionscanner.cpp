@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Transcript reading and scanning. Every figure has a reference measured in the same run:
-// plain reads (and memchr for line feeds) of the same file, and the cost of the write itself
-// for an append.
+// Transcript reading and scanning. Every figure has a reference measured in the same run: plain
+// reads of the same file, the cost of the write itself for an append, a listing for a pass.
 #include <benchmark/benchmark.h>
 
 #include <QDir>
 #include <QTemporaryDir>
 
-#include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
@@ -40,14 +38,14 @@ Fixture& fixture() {
     return f;
 }
 
-// Reads the whole file in the reader's block size; `perBlock` sees each block.
-template <typename F> std::size_t readAll(const std::string& path, F perBlock) {
+// Reads the whole file in the reader's block size.
+std::size_t readAll(const std::string& path) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     constexpr std::size_t block = 4u << 20;
     std::unique_ptr<char[]> buffer(new char[block]);
     std::size_t total = 0;
-    for (ssize_t n; (n = ::read(fd, buffer.get(), block)) > 0; total += std::size_t(n))
-        perBlock(buffer.get(), std::size_t(n));
+    for (ssize_t n; (n = ::read(fd, buffer.get(), block)) > 0;)
+        total += std::size_t(n);
     ::close(fd);
     return total;
 }
@@ -55,22 +53,8 @@ template <typename F> std::size_t readAll(const std::string& path, F perBlock) {
 void BM_Reference_RawRead100MB(benchmark::State& state, bool messagesOnly) {
     const Fixture& f = fixture();
     for (auto _ : state)
-        benchmark::DoNotOptimize(readAll(f.paths[messagesOnly], [](const char*, std::size_t) {}));
+        benchmark::DoNotOptimize(readAll(f.paths[messagesOnly]));
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.sizes[messagesOnly]));
-}
-
-void BM_Reference_ReadAndMemchr100MB(benchmark::State& state) {
-    const Fixture& f = fixture();
-    for (auto _ : state) {
-        std::size_t lines = 0;
-        readAll(f.paths[0], [&](const char* p, std::size_t n) {
-            for (const char* end = p + n;
-                 (p = static_cast<const char*>(std::memchr(p, '\n', std::size_t(end - p)))); ++p)
-                ++lines;
-        });
-        benchmark::DoNotOptimize(lines);
-    }
-    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(f.sizes[0]));
 }
 
 void BM_TranscriptFirstRead100MB(benchmark::State& state, bool messagesOnly) {
@@ -162,19 +146,6 @@ struct QuietStderr {
     }
 };
 
-SessionStore::Environment storeEnvironment(const Projects& p) {
-    SessionStore::Environment env;
-    env.settingsPath = p.home.filePath("settings.json");
-    env.playSound = [](const QString&) {};
-    env.runningClaudeCwds = [&p] {
-        std::set<std::string> cwds;
-        for (const auto& r : p.running)
-            cwds.insert(r.cwd);
-        return cwds;
-    };
-    return env;
-}
-
 // Reference: what any pass must do at least, list the folders and stat every transcript.
 void BM_Reference_List50Projects(benchmark::State& state) {
     auto& p = projects();
@@ -202,27 +173,25 @@ void BM_Reference_List50Projects(benchmark::State& state) {
 void BM_Scan50Projects(benchmark::State& state) {
     auto& p = projects();
     QuietStderr quiet;
-    SessionStore store(storeEnvironment(p));
+    SessionStore::Environment env;
+    env.settingsPath = p.home.filePath("settings.json");
+    env.playSound = [](const QString&) {};
+    env.runningClaudeCwds = [&p] {
+        std::set<std::string> cwds;
+        for (const auto& r : p.running)
+            cwds.insert(r.cwd);
+        return cwds;
+    };
+    SessionStore store(env);
     SessionScanner scanner(&store, {p.root, [&p] { return p.running; }, {}});
     scanner.scan();
     for (auto _ : state)
         scanner.scan();
 }
 
-// The first pass after start-up: every live transcript read from its beginning.
-void BM_Scan50Projects_FirstPass(benchmark::State& state) {
-    auto& p = projects();
-    QuietStderr quiet;
-    for (auto _ : state) {
-        SessionStore store(storeEnvironment(p));
-        SessionScanner(&store, {p.root, [&p] { return p.running; }, {}}).scan();
-    }
-}
-
 } // namespace
 
 BENCHMARK_CAPTURE(BM_Reference_RawRead100MB, Realistic, false)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Reference_ReadAndMemchr100MB)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_TranscriptFirstRead100MB, Realistic, false)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Reference_RawRead100MB, MessagesOnly, true)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_TranscriptFirstRead100MB, MessagesOnly, true)->Unit(benchmark::kMillisecond);
@@ -230,7 +199,6 @@ BENCHMARK_CAPTURE(BM_Append1KB, Reference_ReadBack, true)->Unit(benchmark::kMicr
 BENCHMARK_CAPTURE(BM_Append1KB, TranscriptUpdate, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Reference_List50Projects)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Scan50Projects)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_Scan50Projects_FirstPass)->Unit(benchmark::kMillisecond);
 
 // `bench_sessionscanner --write-transcript PATH BYTES CWD` writes a fixture transcript for
 // scripts that measure the whole app (bench/scanner_cpu.py); otherwise the benchmarks run.

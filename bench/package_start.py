@@ -37,47 +37,32 @@ def evict(paths):
         os.close(fd)
 
 
-def mapped_files(pid):
-    with open("/proc/%d/maps" % pid) as f:
-        return sorted({line.split()[5] for line in f
-                       if len(line.split()) >= 6 and line.split()[5].startswith("/")})
-
-
 def listening():
     with socket.socket(socket.AF_UNIX) as s:
         return s.connect_ex(SOCKET) == 0
 
 
-def start_until_listening(app, env, keep=None):
-    """Seconds from the start of the process until the socket accepts, and the CPU seconds the
-    process used by then (and to exit on SIGTERM)."""
-    if os.path.lexists(SOCKET):
-        os.unlink(SOCKET)
-    start = time.perf_counter()
-    process = subprocess.Popen([app], env=env, stdout=subprocess.DEVNULL,
+def start(command, env, until=None, mapped=None):
+    """Wall and CPU seconds of `command`: until `until()` holds (then it is terminated), or until
+    it exits. `mapped` collects the files the process has mapped by then."""
+    began = time.perf_counter()
+    process = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL)
-    while not listening():
-        if process.poll() is not None:
-            raise RuntimeError("the app exited with %d" % process.returncode)
-        time.sleep(0.0005)
-    elapsed = time.perf_counter() - start
-    if keep is not None:
-        keep.extend(mapped_files(process.pid))
-    process.terminate()
-    return elapsed, cpu_seconds(process)
-
-
-def cpu_seconds(process):
+    if until:
+        while not until():
+            if process.poll() is not None:
+                raise RuntimeError("%s exited with %d" % (command[0], process.returncode))
+            time.sleep(0.0005)
+        elapsed = time.perf_counter() - began
+        if mapped is not None:
+            with open("/proc/%d/maps" % process.pid) as f:
+                mapped.extend({line.split()[5] for line in f if len(line.split()) >= 6})
+        process.terminate()
     _, _, usage = os.wait4(process.pid, 0)
     process.returncode = 0
-    return usage.ru_utime + usage.ru_stime
-
-
-def version_time(app, env):
-    start = time.perf_counter()
-    process = subprocess.Popen([app, "--version"], env=env, stdout=subprocess.DEVNULL)
-    cpu = cpu_seconds(process)
-    return time.perf_counter() - start, cpu
+    if not until:
+        elapsed = time.perf_counter() - began
+    return elapsed, usage.ru_utime + usage.ru_stime
 
 
 def main():
@@ -104,24 +89,24 @@ def main():
                if k not in ("XDG_CONFIG_HOME", "DISPLAY", "WAYLAND_DISPLAY")}
         env.update(HOME=home, QT_QPA_PLATFORM="offscreen")
 
-        files = []
-        start_until_listening(app, env, files)  # learns what the app maps
-        ours = [os.path.join(d, f) for d, _, names in os.walk(root) for f in names]
-        cold, cold_ref, warm, warm_ref = [], [], [], []
+        files = [os.path.join(d, f) for d, _, names in os.walk(root) for f in names]
+        start([app], env, listening, files)  # learns what the app maps
+        times = {}
         for _ in range(runs):
-            evict(files + ours)
-            cold_ref.append(version_time(app, env))
-            evict(files + ours)
-            cold.append(start_until_listening(app, env))
-            warm_ref.append(version_time(app, env))
-            warm.append(start_until_listening(app, env))
-        for case, timed, reference in (("cold", cold, cold_ref), ("warm", warm, warm_ref)):
-            for what, i in (("wall", 0), ("CPU", 1)):
-                app_ms, ref_ms = (statistics.median(s[i] for s in x) * 1000
-                                  for x in (timed, reference))
-                print("%s, %s: until listening %.1f ms, --version (reference) %.1f ms, "
-                      "ratio %.2f (medians of %d runs)" % (case, what, app_ms, ref_ms,
-                                                          app_ms / ref_ms, runs))
+            for case in ("cold", "warm"):
+                for what, command, until in (("--version", [app, "--version"], None),
+                                             ("until listening", [app], listening)):
+                    if case == "cold":
+                        evict(files)
+                    if os.path.lexists(SOCKET):
+                        os.unlink(SOCKET)
+                    times.setdefault((case, what), []).append(start(command, env, until))
+        for case in ("cold", "warm"):
+            for i, what in enumerate(("wall", "CPU")):
+                app_ms, ref_ms = (statistics.median(t[i] for t in times[case, w]) * 1000
+                                  for w in ("until listening", "--version"))
+                print("%s, %s: until listening %.1f ms, --version (reference) %.1f ms, ratio %.2f"
+                      % (case, what, app_ms, ref_ms, app_ms / ref_ms))
     finally:
         shutil.rmtree(scratch, True)
         if os.path.lexists(SOCKET):

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """CPU of the whole app while a live 100 MB transcript grows by 1 KB every 100 ms.
 
-    bench/scanner_cpu.py BUILD_DIR [--seconds S]
+    bench/scanner_cpu.py BUILD_DIR [SECONDS]
 
 Runs build/bin/hollowmere (store, scanner, hook server) with a temporary HOME whose projects
 folder holds one 100 MB transcript, beside a process named `claude` working in that project, so
@@ -11,7 +11,6 @@ reference, same run, same length), then while the transcript grows. Re-runs itse
 tests/support/isolated.sh so the app's socket is private.
 """
 
-import argparse
 import os
 import shutil
 import subprocess
@@ -20,16 +19,6 @@ import tempfile
 import time
 
 from benchlib import cpu_seconds, isolate, stand_in_claude
-
-
-def wait_for(path, text, timeout=120):
-    deadline = time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        with open(path, errors="replace") as f:
-            if text in f.read():
-                return True
-        time.sleep(0.1)
-    return False
 
 
 def measure(build, seconds):
@@ -52,8 +41,11 @@ def measure(build, seconds):
         app = subprocess.Popen([os.path.join(build, "bin", "hollowmere")], env=env,
                                stdout=out, stderr=subprocess.STDOUT)
     try:
-        if not wait_for(log, "Scanner: discovered 1 sessions"):
-            sys.exit("the app never reported the live session; see " + log)
+        deadline = time.monotonic() + 120
+        while "Scanner: discovered 1 sessions" not in open(log, errors="replace").read():
+            if time.monotonic() > deadline:
+                sys.exit("the app never reported the live session; see " + log)
+            time.sleep(0.1)
         time.sleep(1)
 
         start = cpu_seconds(app.pid)
@@ -70,8 +62,7 @@ def measure(build, seconds):
                 f.flush()
                 time.sleep(0.1)
         growing = (cpu_seconds(app.pid) - start) / (time.monotonic() - began)
-        with open(log, errors="replace") as f:
-            scans = f.read().count("Scanner: discovered")
+        scans = open(log, errors="replace").read().count("Scanner: discovered")
     finally:
         app.terminate()
         app.wait(10)
@@ -79,20 +70,11 @@ def measure(build, seconds):
         claude.wait()
         shutil.rmtree(work, ignore_errors=True)
 
-    print("scanner_cpu: app idle            %.2f%% of one core (reference)" % (idle * 100))
-    print("scanner_cpu: transcript growing  %.2f%% of one core, %d appends, %d scans in all"
-          % (growing * 100, n, scans))
-    print("scanner_cpu: growing / idle      %.1fx" % (growing / idle if idle > 0 else float("inf")))
-
-
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("build")
-    parser.add_argument("--seconds", type=float, default=30)
-    args = parser.parse_args()
-    isolate(os.path.abspath(args.build), "--seconds", args.seconds)
-    measure(os.path.abspath(args.build), args.seconds)
+    print("scanner_cpu: transcript growing %.2f%% of one core (%d appends, %d scans), app idle "
+          "(reference) %.2f%%, ratio %.1f" % (growing * 100, n, scans, idle * 100,
+                                              growing / idle if idle > 0 else float("inf")))
 
 
 if __name__ == "__main__":
-    main()
+    isolate(os.path.abspath(sys.argv[1]), *sys.argv[2:])
+    measure(os.path.abspath(sys.argv[1]), float(sys.argv[2]) if len(sys.argv) > 2 else 30)

@@ -18,20 +18,15 @@ run() {
     fi
 }
 
-# Hook server: exchanges per second, 1 and 200 concurrent clients, against echo references.
+# Hook server: exchanges per second, 1 and 200 concurrent clients, against an echo server.
 run bench_hookserver --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
 
-# Hook and process discovery: one walk of the process table with 1,000 extra processes, and whole
-# hook processes timed by hyperfine against /bin/true.
-run bench_process_discovery --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+# Polls while idle: one walk of the process table with 1,000 extra processes, and one brightness
+# poll over a sysfs backlight folder, each against the bare reads it needs.
+run bench_polls --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+
+# Whole hook processes timed by hyperfine against /bin/true.
 "$(dirname "$0")/../bench/hook_latency.sh" "$build"
-
-# HUD: one brightness poll over a sysfs backlight folder, against the two bare reads it needs.
-run bench_hud_poll --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
-
-# HUD: the GUI thread's longest stall over ten volume-up presses with PulseAudio stopped and D-Bus
-# services not answering, beside the same presses while everything answers.
-run bench_gui_stall
 
 # Session scanner: first read of a 100 MB transcript, a 1 KB append on top of it and passes over
 # 50 project folders, beside plain reads and listings of the same files; then the whole app's CPU
