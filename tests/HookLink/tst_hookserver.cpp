@@ -324,16 +324,6 @@ private slots:
         store.reset();
         QCOMPARE(answerTo(path, line(permissionRequest("s1", "Edit", "{}"))), passthrough);
     }
-
-    void defaultPathIsTheSharedSocket() {
-        if (qgetenv("HOLLOWMERE_ISOLATED") != "1")
-            QSKIP("binds /tmp/hollowmere.sock: runs under tests/support/isolated.sh");
-        auto store = makeStore(m_fakes);
-        HookServer server(store.get());
-        server.start();
-        QCOMPARE(server.path(), std::string("/tmp/hollowmere.sock"));
-        QCOMPARE(answerTo(socketPath, line(hookEvent(Kind::notification, "s1"))), passthrough);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestHookServer)
