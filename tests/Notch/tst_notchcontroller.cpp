@@ -225,79 +225,73 @@ struct Rig {
 class TestNotchController : public QObject {
     Q_OBJECT
 private slots:
-    void rules_data();
-    void rules();
-    void aGoneControllerIgnoresLateCallbacks();
-};
-
-void TestNotchController::rules_data() {
-    QTest::addColumn<QStringList>("script");
-    // clang-format off
-    QTest::newRow("no sessions: hidden, whatever tap or hover say") << QStringList{
-        "expect notch=hidden hud=hidden", "tap", "expect notch=hidden",
-        "session a", "hover", "expect notch=expanded", "gone a", "expect notch=hidden"};
-    QTest::newRow("a prompt expands at once, ends a flash and keeps the HUD away; keys still act")
-        << QStringList{"session a", "expect notch=compact", "volume",
-        "expect notch=hidden hud=compact writes=1 bumps=1", "prompt a",
-        "expect notch=expanded hud=hidden", "volume", "expect hud=hidden writes=2 bumps=1",
-        "wait 1800", "expect notch=expanded hud=hidden", "answer a", "expect notch=compact",
-        "volume", "expect notch=hidden hud=compact"};
-    QTest::newRow("a tap opens for 6 s, a second one at 4 s holds it to 10 s, with no HUD")
-        << QStringList{"session a", "tap", "expect notch=expanded", "wait 4000", "tap",
-        "wait 5999", "volume", "expect notch=expanded hud=hidden", "wait 1",
-        "expect notch=compact", "volume", "expect hud=compact"};
-    QTest::newRow("leaving for 0.2 s keeps it open, for 0.3 s collapses it") << QStringList{
-        "session a", "hover", "expect notch=expanded", "leave", "wait 200", "hover",
-        "wait 1000", "expect notch=expanded", "leave", "wait 249", "expect notch=expanded",
-        "wait 51", "expect notch=compact"};
-    QTest::newRow("a volume key while compact swaps in the HUD for 1.8 s after the last key")
-        << QStringList{"session a", "volume", "expect notch=hidden hud=compact kind=volume",
-                       "wait 1000", "volume", "wait 1799", "expect notch=hidden hud=compact",
-                       "wait 1", "expect notch=compact hud=hidden"};
-    QTest::newRow("changes during a flash show when it ends") << QStringList{
-        "brightness", "expect notch=hidden hud=compact kind=brightness", "session a",
-        "expect notch=hidden", "wait 1800", "expect notch=compact hud=hidden"};
-    QTest::newRow("a volume key while hover-expanded leaves the session notch open") << QStringList{
-        "session a", "hover", "volume", "expect notch=expanded hud=compact", "wait 1800",
-        "expect notch=expanded hud=hidden"};
-    QTest::newRow("justFinished growing opens for 6 s; shrinking does not") << QStringList{
-        "session a", "session b", "stop a", "expect notch=expanded", "wait 6000",
-        "expect notch=compact", "stop b", "expect notch=expanded", "wait 6000",
-        "expect notch=compact", "gone a", "expect notch=compact"};
-    QTest::newRow("a battery event flashes for 2.6 s") << QStringList{
-        "session a", "plug", "expect notch=hidden hud=compact kind=batteryPlugged",
-        "wait 2599", "expect hud=compact", "wait 1", "expect notch=compact hud=hidden"};
-    // clang-format on
-}
-
-void TestNotchController::rules() {
-    QFETCH(QStringList, script);
-    Rig rig;
-    QVERIFY(rig.notch && rig.hudNotch);
-    for (const QString& line : script) {
-        const QString failure = rig.step(line);
-        QVERIFY2(failure.isEmpty(), qPrintable(line + ": " + failure));
+    void rules_data() {
+        QTest::addColumn<QStringList>("script");
+        // clang-format off
+        QTest::newRow("no sessions: hidden, whatever tap or hover say") << QStringList{
+            "expect notch=hidden hud=hidden", "tap", "expect notch=hidden",
+            "session a", "hover", "expect notch=expanded", "gone a", "expect notch=hidden"};
+        QTest::newRow("a prompt expands at once, ends a flash and keeps the HUD away; keys still act")
+            << QStringList{"session a", "expect notch=compact", "volume",
+            "expect notch=hidden hud=compact writes=1 bumps=1", "prompt a",
+            "expect notch=expanded hud=hidden", "volume", "expect hud=hidden writes=2 bumps=1",
+            "wait 1800", "expect notch=expanded hud=hidden", "answer a", "expect notch=compact",
+            "volume", "expect notch=hidden hud=compact"};
+        QTest::newRow("a tap opens for 6 s, a second one at 4 s holds it to 10 s, with no HUD")
+            << QStringList{"session a", "tap", "expect notch=expanded", "wait 4000", "tap",
+            "wait 5999", "volume", "expect notch=expanded hud=hidden", "wait 1",
+            "expect notch=compact", "volume", "expect hud=compact"};
+        QTest::newRow("leaving for 0.2 s keeps it open, for 0.3 s collapses it") << QStringList{
+            "session a", "hover", "expect notch=expanded", "leave", "wait 200", "hover",
+            "wait 1000", "expect notch=expanded", "leave", "wait 249", "expect notch=expanded",
+            "wait 51", "expect notch=compact"};
+        QTest::newRow("a volume key while compact swaps in the HUD for 1.8 s after the last key")
+            << QStringList{"session a", "volume", "expect notch=hidden hud=compact kind=volume",
+                           "wait 1000", "volume", "wait 1799", "expect notch=hidden hud=compact",
+                           "wait 1", "expect notch=compact hud=hidden"};
+        QTest::newRow("changes during a flash show when it ends") << QStringList{
+            "brightness", "expect notch=hidden hud=compact kind=brightness", "session a",
+            "expect notch=hidden", "wait 1800", "expect notch=compact hud=hidden"};
+        QTest::newRow("a volume key while hover-expanded leaves the session notch open") << QStringList{
+            "session a", "hover", "volume", "expect notch=expanded hud=compact", "wait 1800",
+            "expect notch=expanded hud=hidden"};
+        QTest::newRow("justFinished growing opens for 6 s; shrinking does not") << QStringList{
+            "session a", "session b", "stop a", "expect notch=expanded", "wait 6000",
+            "expect notch=compact", "stop b", "expect notch=expanded", "wait 6000",
+            "expect notch=compact", "gone a", "expect notch=compact"};
+        QTest::newRow("a battery event flashes for 2.6 s") << QStringList{
+            "session a", "plug", "expect notch=hidden hud=compact kind=batteryPlugged",
+            "wait 2599", "expect hud=compact", "wait 1", "expect notch=compact hud=hidden"};
+        // clang-format on
     }
-}
-
-void TestNotchController::aGoneControllerIgnoresLateCallbacks() {
-    Rig rig;
-    rig.event("a", HookEvent::Kind::notification);
-    rig.controller->expandOnDemand();
-    rig.press(MediaKeys::soundUpCode);
-    rig.controller.reset();
-    // Keys, store changes and time after it went: nothing breaks, and a listener chained
-    // after ours still hears its key.
-    bool heard = false;
-    rig.keys.onVolumeUp = [ours = rig.keys.onVolumeUp, &heard] {
-        ours();
-        heard = true;
-    };
-    rig.press(MediaKeys::soundUpCode);
-    rig.event("b", HookEvent::Kind::stop);
-    rig.clock.advance(10000);
-    QVERIFY(heard);
-}
+    void rules() {
+        QFETCH(QStringList, script);
+        Rig rig;
+        QVERIFY(rig.notch && rig.hudNotch);
+        for (const QString& line : script) {
+            const QString failure = rig.step(line);
+            QVERIFY2(failure.isEmpty(), qPrintable(line + ": " + failure));
+        }
+    }
+    void aGoneControllerIgnoresLateCallbacks() {
+        Rig rig;
+        rig.event("a", HookEvent::Kind::notification);
+        rig.controller->expandOnDemand();
+        rig.press(MediaKeys::soundUpCode);
+        rig.controller.reset();
+        // Keys, store changes and time after it went: nothing breaks, and a listener chained
+        // after ours still hears its key.
+        bool heard = false;
+        rig.keys.onVolumeUp = [ours = rig.keys.onVolumeUp, &heard] {
+            ours();
+            heard = true;
+        };
+        rig.press(MediaKeys::soundUpCode);
+        rig.event("b", HookEvent::Kind::stop);
+        rig.clock.advance(10000);
+        QVERIFY(heard);
+    }
+};
 
 QTEST_MAIN(TestNotchController)
 #include "tst_notchcontroller.moc"
