@@ -40,14 +40,6 @@ if [ "$(uname -s)" = Linux ]; then
     "$(dirname "$0")/../bench/package_start.py" "$build"
 fi
 
-# Terminal focus: jump() to a plain xterm until the window manager has activated it, beside the
-# bare activation request, on a private desktop (Xvfb and openbox).
-if [ "$(uname -s)" = Linux ] && [ -x "$bin/bench_focus" ]; then
-    echo "== bench_focus"
-    /usr/bin/python3 "$(dirname "$0")/../tests/support/desktop.py" -- "$bin/bench_focus" \
-        --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
-fi
-
 # Notch: resident memory across 1,000 hover changes of an expanded notch, on Xvfb with a
 # compositing manager (the shadow's GL path), beside the same moves over a notch that draws no
 # hover change.
