@@ -18,9 +18,6 @@ run() {
     fi
 }
 
-# Hook server: exchanges per second, 1 and 200 concurrent clients, against an echo server.
-run bench_hookserver --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
-
 # Polls while idle: one walk of the process table with 1,000 extra processes, and one brightness
 # poll over a sysfs backlight folder, each against the bare reads it needs.
 run bench_polls --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
