@@ -89,10 +89,6 @@ private slots:
         const QRectF notch = NotchScreen::notchFrameWithMenubarAsBackup(simulated);
         QCOMPARE(notch.size(), QSizeF(200, 32));
         QCOMPARE(notch.center().x(), QRectF(screen->geometry()).center().x());
-
-        qputenv("HOLLOWMERE_SIMULATE_NOTCH", "wide");
-        QVERIFY(!NotchScreen::hasNotch(ScreenGeometry::metrics(screen)));
-        qunsetenv("HOLLOWMERE_SIMULATE_NOTCH");
     }
     void cleanup() {
         m_haptics.taps = 0;
