@@ -34,8 +34,8 @@ class TerminalFocusDesktopTest(unittest.TestCase):
         self.addCleanup(self.desk.stop)
 
     def reader(self, name):
-        """A shell that records its pid (it stands in for claude) and appends each line it
-        reads to NAME.txt; returns its command and that file."""
+        # A shell that records its pid (it stands in for claude) and appends each line it reads
+        # to NAME.txt; returns its command and that file.
         pid_file, out = (os.path.join(self.root, name + ext) for ext in (".pid", ".txt"))
         script = 'echo $$ > "%s"; while IFS= read -r l; do printf "%%s\\n" "$l" >> "%s"; done' % (
             pid_file, out)

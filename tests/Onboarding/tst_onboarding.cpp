@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The first-run flow over recording fakes of the machine: the hooks step's button states, the
-// Accessibility states and their restart, resuming after a restart, the demo step's count, and
-// the window polling the status every half second. Its texts as a user meets them on a desktop
-// are test_new_user's.
+// The first-run flow over recording fakes of the machine, for what a desktop run cannot reach:
+// hooks already there or missing, Accessibility (macOS) and its restart, resuming after a
+// restart, ask-when, and the window polling the status. The walk a new user takes is
+// test_new_user's.
 #include "Onboarding/KeyableBorderlessWindow.h"
 #include "Onboarding/OnboardingFlow.h"
 #include "Onboarding/OnboardingWindow.h"
@@ -19,7 +19,6 @@ namespace {
 // The machine as the flow sees it; each answer can be changed while the flow runs.
 struct Machine {
     bool hooks = false;
-    bool agent = false;
     bool trusted = true;
     std::optional<QString> hook = QStringLiteral("/opt/hollowmere/bin/hollowmere-hook");
     QStringList calls;
@@ -35,29 +34,14 @@ struct Machine {
             return QStringLiteral("installed hooks → ") + *hook;
         };
         e.hookBinaryPath = [this] { return hook; };
-        e.launchAgentInstalled = [this] { return calls << "launchAgentInstalled", agent; };
-        e.installLaunchAgent = [this] { return calls << "installLaunchAgent", agent = true; };
-        e.uninstallLaunchAgent = [this] {
-            calls << "uninstallLaunchAgent";
-            agent = false;
-            return true;
-        };
+        e.launchAgentInstalled = [] { return false; };
+        e.installLaunchAgent = e.uninstallLaunchAgent = [] { return true; };
         e.accessibilityTrusted = [this] { return calls << "accessibilityTrusted", trusted; };
         e.relaunch = [this] { calls << "relaunch"; };
         e.openUrl = [this](const QUrl& url) { calls << url.toString(); };
         return e;
     }
 };
-
-HookEvent notification(const std::string& session) {
-    HookEvent e;
-    e.kind = HookEvent::Kind::notification;
-    e.sessionId = session;
-    e.cwd = "/work/" + session;
-    e.message = "Claude needs your permission";
-    e.timestamp = nowSinceReferenceDate();
-    return e;
-}
 
 } // namespace
 
@@ -181,10 +165,6 @@ private slots:
     void choicesAreSavedOnce() {
         Machine m;
         OnboardingFlow flow(m_store.get(), m.env());
-        flow.setStartAtLogin(true);
-        QVERIFY(m.agent && flow.launchAgentInstalled());
-        flow.setStartAtLogin(false);
-        QVERIFY(!m.agent && !flow.launchAgentInstalled());
         QVERIFY(flow.soundsEnabled()); // on until the user says otherwise
         QSignalSpy sounds(&flow, &OnboardingFlow::soundsEnabledChanged);
         flow.setSoundsEnabled(false);
@@ -203,21 +183,7 @@ private slots:
         QCOMPARE(flow.hookEventNames(), QStringList({"PermissionRequest", "Notification", "Stop"}));
     }
 
-    void demoCountsTheStoresSessions() {
-        Machine m;
-        OnboardingFlow flow(m_store.get(), m.env());
-        QCOMPARE(flow.demoCountText(), QString());
-        m_store->handle(notification("one"), [](const HookDecision&) {});
-        m_store->handle(notification("two"), [](const HookDecision&) {});
-        QCOMPARE(flow.demoCountText(), QStringLiteral("2 sessions detected"));
-        QSignalSpy completed(&flow, &OnboardingFlow::completed);
-        flow.finish();
-        QCOMPARE(completed.count(), 1);
-        QVERIFY(prefs().value(Preferences::onboardingCompleted).toBool());
-    }
-
-    // The real window: 720×520, frameless, polled every 0.5 s; completion closes it and runs
-    // the callback once.
+    // The real window polls the status; a second show only raises it.
     void windowPollsAndCloses() {
         Machine m;
         m.trusted = false;
@@ -225,11 +191,7 @@ private slots:
         int completions = 0;
         window.show(
             m_store.get(), [&] { ++completions; }, m.env());
-        QVERIFY(window.isOpen());
-        QCOMPARE(window.window()->size(), QSize(720, 520));
-        QVERIFY(window.window()->flags().testFlag(Qt::FramelessWindowHint));
         QVERIFY(window.window()->errors().isEmpty());
-        QVERIFY(window.window()->rootObject());
 
         m.trusted = true;
         QTRY_COMPARE_WITH_TIMEOUT(window.flow()->accessibilityState(),

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The settings window's model over a temporary HOME with real files: the Connection tab's
-// install, confirmations, restore and revoke as the settings file sees them, and the store
-// following each edit; the window controller refusing to show before it is bound.
+// The settings window's model over a temporary HOME with real files, for what test_new_user's
+// walk through the real window does not reach: install and uninstall from the Connection tab,
+// a file it refuses, the store following a revoke, the replay, and showing before binding.
 #include "ClaudeIntegration/HooksInstaller.h"
 #include "Onboarding/Preferences.h"
 #include "Sessions/SessionStore.h"
 #include "Settings/SettingsModel.h"
 #include "Settings/SettingsWindowController.h"
-#include "Shell/UpdaterManager.h"
 
 #include <QDir>
 #include <QQuickView>
@@ -54,7 +53,7 @@ private slots:
         m_store = std::make_unique<SessionStore>();
     }
 
-    void installUninstallAndRestore() {
+    void installAndUninstall() {
         const QByteArray original = "{\"hooks\": {\"Stop\": [{\"hooks\": [{\"type\": "
                                     "\"command\", \"command\": \"mine\"}]}]}, \"theme\": \"dark\"}";
         writeBytes(m_settings, original);
@@ -82,12 +81,6 @@ private slots:
         model.confirm();
         QVERIFY(!model.hooksInstalled());
         QVERIFY(readBytes(m_settings).contains("mine"));
-
-        model.requestRestore();
-        QCOMPARE(model.confirmLabel(), QStringLiteral("Restore"));
-        model.confirm();
-        QCOMPARE(readBytes(m_settings), original);
-        QVERIFY(!model.backupExists()); // the restore item goes with the backup
     }
 
     // One Revoke per row, one occurrence per click; the store stops approving at once.
@@ -122,17 +115,8 @@ private slots:
         QCOMPARE(readBytes(m_settings), bytes);
     }
 
-    // General and About: sounds off reaches the preference, a replay forgets the onboarding,
-    // and with no update framework the tab says so instead of offering a check.
-    void generalAndAbout() {
-        QCoreApplication::setApplicationVersion("1.2.3");
-        UpdaterManager updater(nullptr);
-        SettingsModel model(m_store.get(), &updater, machine());
-        QCOMPARE(model.versionLine(), QStringLiteral("Hollowmere · v1.2.3"));
-        QVERIFY(!model.updatesAvailable());
-        model.setSoundsEnabled(false);
-        QVERIFY(!Preferences::sounds());
-
+    void replayForgetsTheOnboarding() {
+        SettingsModel model(m_store.get(), nullptr, machine());
         QSettings().setValue(Preferences::onboardingCompleted, true);
         QSettings().setValue(Preferences::onboardingResumeAt, 2);
         QSignalSpy replay(&model, &SettingsModel::replayRequested);

@@ -21,7 +21,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "e2e"))
 import claude_env  # noqa: E402
-from desktop import Desktop, wait_until  # noqa: E402
+from desktop import Desktop, FocusLog, wait_until  # noqa: E402
 
 BIN_DIR = os.path.realpath(os.environ.get("HOLLOWMERE_BIN_DIR", ""))
 APP = os.path.join(BIN_DIR, "hollowmere")
@@ -68,8 +68,8 @@ class NewUserTest(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
 
     def open_tray_menu(self):
-        """Right-clicks the docked icon; returns a focus log to read the menu's items by."""
-        focus = self.desk.focus_log()
+        # Right-clicks the docked icon; the focus log reads the menu's items.
+        focus = FocusLog(self.desk)
         x, y, width, height = self.desk.tray_icons()[0]
         self.desk.click_at(x + width // 2, y + height // 2, button=3)
         return focus

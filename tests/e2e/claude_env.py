@@ -50,7 +50,7 @@ def transcript_path(home, cwd, session_id):
 
 
 def read_lines(path):
-    """The non-blank lines of a file that may not exist yet."""
+    # The non-blank lines of a file that may not exist yet.
     if not os.path.exists(path):
         return []
     with open(path, encoding="utf-8") as f:
@@ -131,18 +131,12 @@ class StandIn:
                     if block.get("type") != "tool_result" or block["tool_use_id"] in seen:
                         continue
                     seen.add(block["tool_use_id"])
+                    text = block.get("content")
                     results.append({"tool_use_id": block["tool_use_id"],
                                     "is_error": bool(block.get("is_error")),
-                                    "text": tool_result_text(block.get("content"))})
+                                    "text": text if isinstance(text, str) else "\n".join(
+                                        b.get("text", "") for b in text or () if isinstance(b, dict))})
         return results
-
-
-def tool_result_text(content):
-    if isinstance(content, str):
-        return content
-    if isinstance(content, list):
-        return "\n".join(b.get("text", "") for b in content if isinstance(b, dict))
-    return ""
 
 
 class ClaudeRun:

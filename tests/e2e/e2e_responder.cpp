@@ -32,21 +32,13 @@ namespace {
 
 const QStringList policyNames{"approve", "deny", "always", "none", "crash", "pick"};
 
-class EventLog {
-public:
-    explicit EventLog(const QString& path) : m_file(path) {
-        if (!m_file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-            std::fprintf(stderr, "e2e_responder: cannot write %s\n", qPrintable(path));
-            std::exit(2);
-        }
-    }
+// One JSON line each, flushed: the test reads the log while this runs.
+struct EventLog : QFile {
+    using QFile::QFile;
     void write(const QJsonObject& line) {
-        m_file.write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
-        m_file.flush();
+        QFile::write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
+        flush();
     }
-
-private:
-    QFile m_file;
 };
 
 QString statusName(const Status& status) {
@@ -159,6 +151,10 @@ int main(int argc, char** argv) {
         return 2;
     }
     EventLog log(args[logAt + 1]);
+    if (!log.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        std::fprintf(stderr, "e2e_responder: cannot write %s\n", qPrintable(log.fileName()));
+        return 2;
+    }
 
     SessionStore store;
     store.reloadAllowPatterns();

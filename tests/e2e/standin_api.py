@@ -1,21 +1,17 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""A scripted stand-in for the model API, for running the real Claude Code offline.
-
-    standin_api.py --script SCRIPT.json [--log REQUESTS.jsonl] [--port-file FILE] [--port N]
-
-The script is a list of turns, or {"conversations": [{"prompt_contains", "turns"}...], "turns"}
-where the first conversation whose text is in the first user message wins. A turn is a list of
-text and tool_use blocks; the turn answered is the number of assistant messages in the request,
-so a retry gets the same answer. Past the last turn, and for requests without tools (titles),
-the answer is a short end_turn text. Every request is logged as {"method", "path", "body"}.
-"""
+# A scripted stand-in for the model API, for running the real Claude Code offline.
+#     standin_api.py --script SCRIPT.json --port-file FILE [--log REQUESTS.jsonl]
+# The script is a list of turns, or {"conversations": [{"prompt_contains", "turns"}...], "turns"}
+# where the first conversation whose text is in the first user message wins. A turn is a list of
+# text and tool_use blocks; the turn answered is the number of assistant messages in the request,
+# so a retry gets the same answer. Past the last turn, and for requests without tools (titles),
+# the answer is a short end_turn text. Every request is logged as {"method", "path", "body"}.
 
 import argparse
 import itertools
 import json
 import os
-import sys
 import threading
 import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -157,37 +153,29 @@ class Handler(BaseHTTPRequestHandler):
 
 
 def exit_with_parent(parent):
-    """A test killed by its time-out must not leave the stand-in behind."""
+    # A test killed by its time-out must not leave the stand-in behind.
     while os.getppid() == parent:
         time.sleep(0.5)
     os._exit(0)
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser = argparse.ArgumentParser(description="A scripted stand-in for the model API.")
     parser.add_argument("--script", required=True, help="JSON script of turns")
     parser.add_argument("--log", help="append every request here as JSON lines")
-    parser.add_argument("--port-file", help="write the chosen port here")
-    parser.add_argument("--port", type=int, default=0)
+    parser.add_argument("--port-file", required=True, help="write the chosen port here")
     args = parser.parse_args()
 
     with open(args.script, encoding="utf-8") as f:
         script = Script(json.load(f))
-    server = StandIn(("127.0.0.1", args.port), script, args.log)
-    port = server.server_address[1]
-    if args.port_file:
-        with open(args.port_file + ".part", "w") as f:
-            f.write("%d\n" % port)
-        # Renamed into place so a reader never sees a half-written port.
-        os.replace(args.port_file + ".part", args.port_file)
-    print("PORT %d" % port, flush=True)
+    server = StandIn(("127.0.0.1", 0), script, args.log)
+    with open(args.port_file + ".part", "w") as f:
+        f.write("%d\n" % server.server_address[1])
+    # Renamed into place so a reader never sees a half-written port.
+    os.replace(args.port_file + ".part", args.port_file)
     threading.Thread(target=exit_with_parent, args=(os.getppid(),), daemon=True).start()
-    try:
-        server.serve_forever()
-    except KeyboardInterrupt:
-        pass
-    return 0
+    server.serve_forever()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()

@@ -21,7 +21,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
 import claude_env  # noqa: E402
-from desktop import Desktop, wait_until  # noqa: E402
+from desktop import Desktop, FocusLog, wait_until  # noqa: E402
 from test_claude_code import ASK_COLOUR, BIN_DIR, E2ECase, bash, text  # noqa: E402
 
 LONG = 90.0  # Claude Code, the app and the X server share two busy cores
@@ -101,8 +101,8 @@ class NotchDesktopTest(E2ECase):
         self.save_screen("done")
 
     def test_typing_elsewhere_keeps_every_key(self):
-        """A prompt that appears while the user types in another window takes none of the keys:
-        they all land there, and the prompt still waits."""
+        # A prompt that appears while the user types in another window takes none of the keys:
+        # they all land there, and the prompt still waits.
         typed = os.path.join(self.root, "typed.txt")
         reader = 'while IFS= read -r l; do printf "%%s\\n" "$l" >> "%s"; done' % typed
         term = self.desk.spawn(["xterm", "-T", "elsewhere", "-e", "sh", "-c", reader])
@@ -115,7 +115,7 @@ class NotchDesktopTest(E2ECase):
         def type_lines():
             while not stop.is_set():
                 lines.append("ad ja line %d" % len(lines))
-                self.desk.type_text(lines[-1] + "\n")
+                self.desk.run(["xdotool", "type", "--delay", "20", lines[-1] + "\n"])
 
         typist = threading.Thread(target=type_lines)
         typist.start()
@@ -151,7 +151,7 @@ class NotchDesktopTest(E2ECase):
             lambda c: c.name.startswith("Claude Code")) is None, KEY_FLASH / 2, 0.05),
             self.app.controls())
         self.save_screen("hud")
-        self.assertEqual(self.desk.sink_volume(sink), 56)
+        self.assertEqual(self.desk.pactl("get-sink-volume", sink).split("/")[1].strip(), "56%")
         back = wait_until(lambda: self.app.showing(
             lambda c: c.name == "Claude Code, 1 session"), LONG, 0.1)
         self.assertIsNotNone(back, self.app.controls())
@@ -161,7 +161,7 @@ class NotchDesktopTest(E2ECase):
         # No tray host on this desktop: a right-click on the notch opens the tray's menu there,
         # its items read as the keyboard walks them.
         self.assertIn("no tray host", self.app.log())
-        focus = self.desk.focus_log()
+        focus = FocusLog(self.desk)
         self.desk.click(back, button=3)
         for title in ("Settings", "Start at login", "Quit Hollowmere"):
             self.desk.key("Down")

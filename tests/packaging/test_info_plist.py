@@ -34,8 +34,6 @@ class InfoPlist(unittest.TestCase):
         # QSettings' domain on macOS: the organisation domain reversed, then the app's name.
         self.assertEqual(plist["CFBundleIdentifier"], "app.hollowmere.Hollowmere")
         self.assertEqual(plist["CFBundleExecutable"], "hollowmere")
-        self.assertEqual(plist["CFBundleIconFile"], "hollowmere")
-        self.assertEqual(plist["CFBundlePackageType"], "APPL")
         self.assertIs(plist["LSUIElement"], True)
         usage = plist["NSAppleEventsUsageDescription"]
         for target in ("iTerm2", "Terminal", "System Events"):

@@ -215,9 +215,6 @@ class Desktop:
     def key(self, *keys):
         self.run(["xdotool", "key", *keys])
 
-    def type_text(self, text):
-        self.run(["xdotool", "type", "--delay", "20", text])
-
     # Accessibility (AT-SPI)
 
     def accessibles(self, app=None):
@@ -251,10 +248,6 @@ class Desktop:
             raise RuntimeError("no control %r (%s) in %s" % (name, role, app or "any app"))
         return node
 
-    def focus_log(self):
-        # As a screen reader follows popup menus, which are not in the application's tree.
-        return FocusLog(self)
-
     # Sound
 
     def start_pulseaudio(self, sink="hollowmere_speakers"):
@@ -271,9 +264,6 @@ class Desktop:
 
     def pactl(self, *args, check=True):
         return self.run(["pactl", *args], check=check)
-
-    def sink_volume(self, sink):
-        return int(self.pactl("get-sink-volume", sink).split("/")[1].strip().rstrip("%"))
 
     def start_hollowmere(self, binary, home, notch="200x32", log=None, **env):
         # HOME and XDG_CONFIG_HOME inside `home`, the notch on a simulated notched screen (None:
@@ -307,7 +297,8 @@ class Desktop:
 
 
 class FocusLog:
-    # (name, role) of each control that took focus, from a process of its own on the bus.
+    # (name, role) of each control that took focus, from a process of its own on the bus: as a
+    # screen reader follows popup menus, which are not in the application's tree.
 
     def __init__(self, desk):
         self._lines = []
