@@ -195,16 +195,14 @@ def wait_until(predicate, timeout=30.0, interval=0.05):
 class Responder:
     # e2e_responder: the app's store and server answering the nth prompt by the nth policy.
 
-    def __init__(self, home, policy, log_path, wait_ms=None, delay_ms=None, program=None,
-                 quiet=False):
+    def __init__(self, home, policy, log_path, wait_ms=None, delay_ms=None):
         self.log_path = log_path
-        command = [program or os.environ.get("HOLLOWMERE_E2E_RESPONDER", ""), "--policy", policy,
+        command = [os.environ.get("HOLLOWMERE_E2E_RESPONDER", ""), "--policy", policy,
                    "--log", log_path]
         for option, value in (("--wait", wait_ms), ("--delay", delay_ms)):
             command += [option, str(value)] if value is not None else []
         self.process = subprocess.Popen(command, env=dict(os.environ, HOME=home),
-                                        stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.DEVNULL if quiet else None)
+                                        stdout=subprocess.DEVNULL)
         exited = lambda: self.process.poll() is not None  # noqa: E731
         if not wait_until(lambda: self.lines("ready") or exited()) or exited():
             raise RuntimeError("e2e_responder did not start (%s)" % self.process.poll())

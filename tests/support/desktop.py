@@ -7,7 +7,6 @@
 # desktop that asks, so one desktop per process when controls are found by name.
 # As a command: desktop.py [--tray] [--size WxH] -- PROGRAM [ARGS...]
 
-import argparse
 import dataclasses
 import json
 import os
@@ -403,16 +402,7 @@ def _print_focus_events():
 def main():
     if sys.argv[1:] == ["--focus-log"]:
         return _print_focus_events()
-    parser = argparse.ArgumentParser(description="Run a program on a private desktop.")
-    parser.add_argument("--tray", action="store_true", help="start a tray host (trayer)")
-    parser.add_argument("--size", default="1920x1080")
-    parser.add_argument("command", nargs=argparse.REMAINDER)
-    args = parser.parse_args()
-    command = args.command[1:] if args.command[:1] == ["--"] else args.command
-    if not command:
-        parser.error("no program to run")
-    with Desktop(tray=args.tray, size=args.size) as desk:
-        return subprocess.run(command, env=desk.env()).returncode
+    sys.exit("usage: desktop.py --focus-log (the desktop's own focus listener)")
 
 
 if __name__ == "__main__":
